@@ -10,6 +10,8 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <fstream>
+#include <functional>
+#include <linux/close_range.h>
 #include <poll.h>
 #include <sstream>
 #include <sys/socket.h>
@@ -52,6 +54,8 @@ bool ServiceProcess::start(const std::string& program, const std::string& workDi
         dup2(inputPair[1], 0);
         dup2(outputPipe[1], 1);
         dup2(errorPipe[1], 2);
+        // Only the standard three, as a service manager would start it.
+        close_range(3, ~0u, 0);
         if (!workDir.empty() && chdir(workDir.c_str()) != 0)
             _exit(126);
         sigset_t none;

@@ -1,0 +1,44 @@
+// Client side of the abstract SOCK_SEQPACKET control socket.
+#include "tools/control_connection.h"
+
+#include "protocol/message.h"
+
+#include <cstddef>
+#include <cstring>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+ControlConnection::~ControlConnection() {
+    if (fd >= 0)
+        (void)close(fd);
+}
+
+bool ControlConnection::open() {
+    fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+        return false;
+    static const char name[] = "TVorne_Video";
+    struct sockaddr_un address {};
+    address.sun_family = AF_UNIX;
+    memcpy(address.sun_path + 1, name, sizeof name - 1);
+    const socklen_t length = offsetof(struct sockaddr_un, sun_path) + 1 + sizeof name - 1;
+    return connect(fd, reinterpret_cast<struct sockaddr*>(&address), length) == 0;
+}
+
+bool ControlConnection::send(const uint8_t* data, int32_t length) {
+    return ::send(fd, data, static_cast<size_t>(length), MSG_EOR | MSG_NOSIGNAL) == length;
+}
+
+bool ControlConnection::receive(std::vector<uint8_t>& reply, int timeoutMs) {
+    struct pollfd ready = {fd, POLLIN, 0};
+    if (poll(&ready, 1, timeoutMs) <= 0)
+        return false;
+    reply.resize(MaxMessageSize + DecodeSlack);
+    ssize_t n = recv(fd, reply.data(), MaxMessageSize, MSG_DONTWAIT);
+    if (n <= 0)
+        return false;
+    reply.resize(static_cast<size_t>(n));
+    return true;
+}
