@@ -10,7 +10,6 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <fstream>
-#include <functional>
 #include <linux/close_range.h>
 #include <poll.h>
 #include <sstream>
@@ -37,6 +36,18 @@ ServiceProcess::~ServiceProcess() {
 }
 
 bool ServiceProcess::start(const std::string& program, const std::string& workDir) {
+    if (child > 0 && !exited)
+        return false;
+    for (int* fd : {&inputFd, &errorFd, &outputFd}) {
+        if (*fd >= 0)
+            close(*fd);
+        *fd = -1;
+    }
+    exited = false;
+    status = 0;
+    input.clear();
+    error.clear();
+    output.clear();
     std::string path =
         program.empty() ? std::string(VIDEOD_BINARY_DIR) + "/supervisor/videod" : program;
     // Descriptor 0 is a socket so the service can write its stop message to it.

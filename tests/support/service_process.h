@@ -15,7 +15,8 @@ class ServiceProcess {
     ServiceProcess& operator=(const ServiceProcess&) = delete;
     ~ServiceProcess();
 
-    // Starts the program (default: the built service) in the given working directory.
+    // Starts the program (default: the built service) in the given working directory;
+    // false while a process it started is still running.
     bool start(const std::string& program = "", const std::string& workDir = "");
     pid_t pid() const { return child; }
     // Waits until a client can connect to the control socket.
