@@ -14,7 +14,8 @@
 #include <string>
 
 #if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/allocator_interface.h>
+// From the sanitizer runtime (its header is not installed here): the size a block was asked for.
+extern "C" std::size_t __sanitizer_get_allocated_size(const volatile void* p);
 #endif
 
 namespace {
