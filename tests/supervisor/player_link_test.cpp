@@ -143,6 +143,38 @@ TEST_F(PlayerLinkTest, HungChildIsKilledJustAfterTheGracePeriodOfTheLastStop) {
     EXPECT_TRUE(isGoneForGood(pid));
 }
 
+uint64_t fakeMs = 0;
+
+int readFakeClock(struct timeval* value, void*) {
+    value->tv_sec = static_cast<time_t>(fakeMs / 1000);
+    value->tv_usec = static_cast<suseconds_t>(fakeMs % 1000 * 1000);
+    return 0;
+}
+
+// The deadline on a clock that stands still between polls, including across the wrap of the
+// 32-bit millisecond count.
+TEST_F(PlayerLinkTest, GraceRunsOutOnlyAfterMoreThanTwoSeconds) {
+    launch("hangs");
+    for (uint64_t start : {uint64_t{5000}, uint64_t{0x100000000} - 500}) {
+        SCOPED_TRACE(start);
+        fakeMs = start;
+        sysman::readClock = readFakeClock;
+        sendStop(player);
+        fakeMs = start + StopGraceMs;
+        waitSet.reset();
+        pollPlayer(player, waitSet);
+        bool aliveAtGrace = player.pid != 0;
+        uint32_t timeoutAtGrace = waitSet.timeout;
+        fakeMs = start + StopGraceMs + 1;
+        pollPlayer(player, waitSet);
+        sysman::readClock = sysman::resolveClock;
+        EXPECT_TRUE(aliveAtGrace);
+        EXPECT_EQ(timeoutAtGrace, 1000u) << "wake for the first millisecond past the grace";
+        EXPECT_EQ(player.pid, 0);
+        launch("hangs");
+    }
+}
+
 TEST_F(PlayerLinkTest, EmptyPathKillsTheLiveChildAndFails) {
     launch("hangs");
     pid_t pid = player.pid;

@@ -32,10 +32,11 @@ static void report(int statusFd, char byte) {
     (void)!write(statusFd, &byte, 1);
 }
 
-static std::string scriptName(const char* path) {
+// The file name without its extension, as the log shows it.
+static std::string videoName(const char* path) {
     const char* base = strrchr(path, '/');
     std::string name = base == nullptr ? path : base + 1;
-    return name.substr(0, name.find_first_of("-."));
+    return name.substr(0, name.find('.'));
 }
 
 static std::string openDescriptors() {
@@ -69,11 +70,12 @@ static int nextCommand(int commandFd) {
     }
 }
 
-[[noreturn]] static void commandLoop(const std::string& script, int commandFd, int statusFd) {
+[[noreturn]] static void commandLoop(const std::string& name, const std::string& script,
+                                     int commandFd, int statusFd) {
     for (;;) {
         int command = nextCommand(commandFd);
         if (command >= 0)
-            logLine(script + " cmd " + static_cast<char>(command));
+            logLine(name + " cmd " + static_cast<char>(command));
         if (script == "hangs" && command == CommandStop)
             continue;
         if (script == "hangs" && command < 0)
@@ -92,14 +94,15 @@ static int nextCommand(int commandFd) {
 
 static void runScript(int commandFd, int statusFd, const char* path,
                       const DisplaySettings& display) {
-    std::string script = scriptName(path);
+    std::string name = videoName(path);
+    std::string script = name.substr(0, name.find('-'));
     std::string descriptors = openDescriptors();
     std::ostringstream start;
-    start << script << " start " << display.width << ' ' << display.height << ' ' << display.left
+    start << name << " start " << display.width << ' ' << display.height << ' ' << display.left
           << ' ' << display.top << ' ' << display.rotation;
     logLine(start.str());
     if (script == "fds")
-        logLine(script + " fds" + descriptors);
+        logLine(name + " fds" + descriptors);
     if (script == "fails") {
         report(statusFd, ReportFinished);
         _exit(1);
@@ -114,7 +117,7 @@ static void runScript(int commandFd, int statusFd, const char* path,
     }
     if (script == "garbage")
         report(statusFd, 'x');
-    commandLoop(script, commandFd, statusFd);
+    commandLoop(name, script, commandFd, statusFd);
 }
 
 void useScriptedPlayers(const std::string& logPath) {

@@ -17,8 +17,8 @@
 //   burst    writes "gef" at once and stays alive
 //   garbage  writes "x" at once, then as plays
 //   fds      logs its open descriptors, then as plays
-// Log lines: "<script> start <width> <height> <left> <top> <rotation>", "<script> cmd <byte>",
-// "<script> fds <n> <n> ...".
+// Log lines, <name> being the file name without extension: "<name> start <width> <height>
+// <left> <top> <rotation>", "<name> cmd <byte>", "<name> fds <n> <n> ...".
 
 // Points playerEntry at the scripts and their log at logPath.
 void useScriptedPlayers(const std::string& logPath);
