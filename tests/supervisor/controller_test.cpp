@@ -102,14 +102,6 @@ TEST_F(ControllerTest, EmptyPlaylistFailsOnceAndWaitsForALoad) {
     EXPECT_THAT(logOf("plays"), ElementsAre("start 100 100 0 0 0", "cmd g"));
 }
 
-TEST_F(ControllerTest, EmptyPlaylistFileFailsLikeNoPlaylist) {
-    load({});
-    testing::internal::CaptureStderr();
-    runFor(50);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Could not load any videos \n");
-    EXPECT_EQ(controller.phase, ControllerPhase::Failed);
-}
-
 TEST_F(ControllerTest, EachVideoStartsPausedAndFollowsPlayAndPause) {
     load({"plays"});
     ASSERT_TRUE(runUntil([&] { return statusIs(PlayerStatus::Paused); }));
@@ -129,13 +121,6 @@ TEST_F(ControllerTest, EndedVideoIsStoppedAndTheNextStartsWithTheSameRequest) {
     EXPECT_THAT(logOf("ends"), ElementsAre("start 100 100 0 0 0", "cmd g", "cmd q"));
     EXPECT_THAT(logOf("plays"), ElementsAre("start 100 100 0 0 0", "cmd g"));
     EXPECT_EQ(controller.index, 0u) << "the list is circular";
-}
-
-TEST_F(ControllerTest, OneEntryPlaylistStartsItsVideoAgainEachTimeItEnds) {
-    setRequest(1);
-    load({"ends"});
-    ASSERT_TRUE(runUntil([&] { return launches().size() >= 3; }));
-    EXPECT_FALSE(everFailed);
 }
 
 TEST_F(ControllerTest, ChildThatGoesWithoutEndingItsVideoIsFollowedByTheNext) {
@@ -176,21 +161,6 @@ TEST_F(ControllerTest, EntriesThatCannotBeLaunchedAreSkippedAndAllOfThemFail) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Could not load any videos \n");
     EXPECT_EQ(controller.phase, ControllerPhase::Failed);
     EXPECT_EQ(controller.index, 1u) << "every entry tried once";
-}
-
-TEST_F(ControllerTest, NextWhilePlayingOrPausedStartsTheFollowingVideoTheSameWay) {
-    for (int request : {1, 0}) {
-        SCOPED_TRACE(request);
-        PlayerStatus expected = request == 1 ? PlayerStatus::Playing : PlayerStatus::Paused;
-        setRequest(request);
-        load({"plays-a", "plays-b"});
-        ASSERT_TRUE(runUntil([&] { return statusIs(expected); }));
-        setRequest(3);
-        ASSERT_TRUE(runUntil([&] { return launches().back() == "plays-b" && statusIs(expected); }));
-        EXPECT_EQ(logOf("plays-a").back(), "cmd q");
-        destroyPlayerProcess(controller.player);
-        initController(&waitSet);
-    }
 }
 
 TEST_F(ControllerTest, NextTwiceBeforeAStepSkipsOverOneEntry) {
