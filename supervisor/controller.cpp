@@ -1,0 +1,162 @@
+// Playback controller: launch loop over the circular playlist, requests, and the phase machine.
+#include "supervisor/controller.h"
+
+#include <cstdio>
+
+PlaybackController controller;
+
+// The controller runs again within a millisecond while it waits for a child to go.
+static constexpr uint32_t StoppingPollUs = 1000;
+
+void initController(sysman::WaitSet* waitSet) {
+    controller.waitSet = waitSet;
+    controller.phase = ControllerPhase::Idle;
+    controller.request = PlaybackRequest::Pause;
+    controller.requestPending = false;
+    controller.loadFailed = false;
+    controller.display = DisplaySettings{};
+    controller.playlist.clear();
+    controller.index = 0;
+}
+
+void lowerControllerTimeout(uint32_t microseconds) {
+    if (controller.waitSet != nullptr)
+        controller.waitSet->lowerTimeout(microseconds);
+}
+
+static void advanceIndex() {
+    if (!controller.playlist.empty())
+        controller.index = (controller.index + 1) % controller.playlist.size();
+}
+
+static void fail() {
+    fputs("Could not load any videos \n", stderr);
+    controller.loadFailed = true;
+    controller.phase = ControllerPhase::Failed;
+}
+
+// Tries each entry at most once, from index on; the index ends after the launched entry.
+static void launchNext() {
+    size_t size = controller.playlist.size();
+    for (size_t tries = 0; tries < size; ++tries) {
+        bool launched = launchPlayer(controller.player, controller.playlist[controller.index],
+                                     controller.display);
+        advanceIndex();
+        if (launched) {
+            controller.requestPending = true; // the new child gets the request next step
+            controller.phase = ControllerPhase::Running;
+            lowerControllerTimeout(0);
+            return;
+        }
+    }
+    fail();
+}
+
+static void stepIdle() {
+    if (controller.request == PlaybackRequest::Stop)
+        return;
+    if (controller.playlist.empty()) {
+        fail();
+        return;
+    }
+    launchNext();
+}
+
+static void beginStopping() {
+    sendStop(controller.player);
+    lowerControllerTimeout(StoppingPollUs);
+    controller.phase = ControllerPhase::Stopping;
+}
+
+static void applyRequest() {
+    controller.requestPending = false;
+    switch (controller.request) {
+    case PlaybackRequest::Pause:
+        sendPause(controller.player);
+        break;
+    case PlaybackRequest::Play:
+        sendPlay(controller.player);
+        break;
+    case PlaybackRequest::SkipThenPlay:
+        controller.request = PlaybackRequest::Play;
+        beginStopping();
+        break;
+    case PlaybackRequest::SkipThenPause:
+        controller.request = PlaybackRequest::Pause;
+        beginStopping();
+        break;
+    case PlaybackRequest::Stop:
+        beginStopping();
+        break;
+    case PlaybackRequest::Next: // never stored
+        break;
+    }
+}
+
+// The status is the one pollPlayer left at the start of this step.
+static void stepRunning() {
+    if (controller.requestPending) {
+        applyRequest();
+        if (controller.phase == ControllerPhase::Stopping)
+            return;
+    }
+    PlayerStatus status = playerStatus(controller.player);
+    if (status == PlayerStatus::Ended) {
+        beginStopping();
+    } else if (status == PlayerStatus::Gone) {
+        lowerControllerTimeout(0);
+        controller.phase = ControllerPhase::Idle;
+    }
+}
+
+static void stepStopping() {
+    if (playerStatus(controller.player) == PlayerStatus::Gone) {
+        lowerControllerTimeout(0);
+        controller.phase = ControllerPhase::Idle;
+    } else {
+        lowerControllerTimeout(StoppingPollUs);
+    }
+}
+
+void stepController() {
+    pollPlayer(controller.player, *controller.waitSet);
+    switch (controller.phase) {
+    case ControllerPhase::Idle:
+        stepIdle();
+        break;
+    case ControllerPhase::Running:
+        stepRunning();
+        break;
+    case ControllerPhase::Stopping:
+        stepStopping();
+        break;
+    case ControllerPhase::Failed:
+        if (!controller.loadFailed)
+            controller.phase = ControllerPhase::Idle;
+        break;
+    }
+}
+
+void setRequest(int value) {
+    lowerControllerTimeout(0);
+    controller.requestPending = true;
+    if (value != static_cast<int>(PlaybackRequest::Next)) {
+        controller.request = static_cast<PlaybackRequest>(value);
+        return;
+    }
+    if (controller.request == PlaybackRequest::Play)
+        controller.request = PlaybackRequest::SkipThenPlay;
+    else if (controller.request == PlaybackRequest::Pause)
+        controller.request = PlaybackRequest::SkipThenPause;
+    else
+        advanceIndex();
+}
+
+void setDisplay(int32_t width, int32_t height, int32_t left, int32_t top, int32_t rotation) {
+    controller.display = DisplaySettings{width, height, left, top, rotation};
+}
+
+void shutdownController() {
+    sendStop(controller.player);
+    controller.playlist.clear();
+}

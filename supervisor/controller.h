@@ -1,0 +1,54 @@
+// Playback controller: decides what the service plays. Owns the playlist, the display
+// geometry, the current request and the one player process, and steps a small state machine
+// once per loop pass. Called only from the supervisor's loop thread: main (init, step,
+// shutdown), request handling (the setters) and the playlist loader.
+#pragma once
+
+#include "player/player_types.h"
+#include "supervisor/player_link.h"
+#include "sysman/wait_set.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+enum class ControllerPhase : int32_t { Idle = 0, Running = 1, Stopping = 2, Failed = 3 };
+
+enum class PlaybackRequest : int32_t {
+    Pause = 0,
+    Play = 1,
+    Stop = 2,
+    Next = 3, // only an argument of setRequest; never stored
+    SkipThenPlay = 4,
+    SkipThenPause = 5,
+};
+
+// Full paths of the videos, played in a circle.
+using Playlist = std::vector<std::string>;
+
+struct PlaybackController {
+    sysman::WaitSet* waitSet; // the main loop's, where time-outs are lowered
+    ControllerPhase phase;
+    PlaybackRequest request;
+    bool requestPending; // request not yet applied to the current child
+    bool loadFailed;     // no entry could be launched; cleared only by loadPlaylist
+    DisplaySettings display;
+    Playlist playlist; // constructed before the player and destroyed after it
+    uint32_t index;    // next entry to launch; below the playlist size unless it is empty
+    PlayerProcess player;
+};
+
+// The one controller, with static storage.
+extern PlaybackController controller;
+
+// Sets every field but the player process to its initial value.
+void initController(sysman::WaitSet* waitSet);
+void stepController();
+// 0 Pause, 1 Play, 2 Stop, 3 Next.
+void setRequest(int value);
+// Takes effect at the next launch.
+void setDisplay(int32_t width, int32_t height, int32_t left, int32_t top, int32_t rotation);
+// Tells a running child to stop and empties the playlist; the child is killed at exit.
+void shutdownController();
+// Lowers the loop's time-out, if the controller has a loop yet.
+void lowerControllerTimeout(uint32_t microseconds);

@@ -1,0 +1,6 @@
+// The service's player entry: a new child becomes the real player process.
+// Linked only into the service executable, together with the player library.
+#include "player/player_process.h"
+#include "supervisor/player_link.h"
+
+PlayerEntry playerEntry = runPlayerProcess;

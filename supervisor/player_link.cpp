@@ -1,0 +1,196 @@
+// Player process link: creates the child, talks to it over two one-byte pipes, reaps it.
+#include "supervisor/player_link.h"
+
+#include "sysman/clock.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+// The child closes every close-on-exec descriptor below this number.
+static constexpr int ChildDescriptorLimit = 1024;
+
+PlayerProcess::PlayerProcess() {
+    initPlayerProcess(*this);
+}
+
+PlayerProcess::~PlayerProcess() {
+    destroyPlayerProcess(*this);
+}
+
+void initPlayerProcess(PlayerProcess& player) {
+    player.status = PlayerStatus::Gone;
+    player.stopTime = 0;
+    player.stopPending = false;
+    player.pid = 0;
+    player.commandFd = -1;
+    player.statusFd = -1;
+}
+
+// Closes both pipes and returns the record to "no child"; the child must already be reaped.
+static void forgetChild(PlayerProcess& player) {
+    (void)close(player.commandFd);
+    (void)close(player.statusFd);
+    initPlayerProcess(player);
+}
+
+static void killAndReap(PlayerProcess& player) {
+    (void)kill(player.pid, SIGKILL);
+    while (waitpid(player.pid, nullptr, 0) < 0 && errno == EINTR) {
+    }
+    forgetChild(player);
+}
+
+void destroyPlayerProcess(PlayerProcess& player) {
+    if (player.pid != 0)
+        killAndReap(player);
+}
+
+static void closePipe(const int ends[2]) {
+    (void)close(ends[0]);
+    (void)close(ends[1]);
+}
+
+// Runs in the new child: keep only 0, 1, 2 and the two pipe ends, then become the player.
+[[noreturn]] static void startChild(const int commandPipe[2], const int statusPipe[2],
+                                    const std::string& path, const DisplaySettings& display) {
+    (void)close(commandPipe[1]);
+    (void)close(statusPipe[0]);
+    (void)fcntl(commandPipe[0], F_SETFD, 0);
+    (void)fcntl(statusPipe[1], F_SETFD, 0);
+    for (int fd = 0; fd < ChildDescriptorLimit; ++fd) {
+        int flags = fcntl(fd, F_GETFD);
+        if (flags >= 0 && (flags & FD_CLOEXEC) != 0)
+            (void)close(fd);
+    }
+    playerEntry(commandPipe[0], statusPipe[1], path.c_str(), display);
+    // An entry that returns must not go on running the supervisor's code in this process.
+    _exit(1);
+}
+
+bool launchPlayer(PlayerProcess& player, const std::string& path, const DisplaySettings& display) {
+    // A child that said "f" but has not exited yet is not waited for.
+    destroyPlayerProcess(player);
+    if (path.empty())
+        return false;
+
+    int statusPipe[2];
+    if (pipe2(statusPipe, O_CLOEXEC | O_NONBLOCK) != 0) {
+        fputs("Pipe could not be created \n", stderr);
+        return false;
+    }
+    int commandPipe[2];
+    if (pipe2(commandPipe, O_CLOEXEC | O_NONBLOCK) != 0) {
+        closePipe(statusPipe);
+        fputs("Pipe could not be created \n", stderr);
+        return false;
+    }
+
+    pid_t pid = fork();
+    if (pid < 0) {
+        fputs("Process could not be created", stderr);
+        closePipe(statusPipe);
+        closePipe(commandPipe);
+        return false;
+    }
+    if (pid == 0)
+        startChild(commandPipe, statusPipe, path, display);
+
+    (void)close(commandPipe[0]);
+    (void)close(statusPipe[1]);
+    player.status = PlayerStatus::Stopped;
+    player.pid = pid;
+    player.commandFd = commandPipe[1];
+    player.statusFd = statusPipe[0];
+    return true;
+}
+
+static void sendCommand(const PlayerProcess& player, char command) {
+    if (player.commandFd >= 0)
+        (void)!write(player.commandFd, &command, 1);
+}
+
+void sendPlay(PlayerProcess& player) {
+    sendCommand(player, CommandPlay);
+}
+
+void sendPause(PlayerProcess& player) {
+    sendCommand(player, CommandPause);
+}
+
+void sendStop(PlayerProcess& player) {
+    if (player.commandFd < 0)
+        return;
+    sendCommand(player, CommandStop);
+    if (player.pid != 0) {
+        // Every stop restarts the grace period.
+        player.stopTime = sysman::nowMs();
+        player.stopPending = true;
+    }
+}
+
+PlayerStatus playerStatus(const PlayerProcess& player) {
+    return player.status;
+}
+
+static void applyReport(PlayerProcess& player, char report) {
+    switch (report) {
+    case ReportStopped:
+        player.status = PlayerStatus::Stopped;
+        break;
+    case ReportPaused:
+        player.status = PlayerStatus::Paused;
+        break;
+    case ReportPlaying:
+        player.status = PlayerStatus::Playing;
+        break;
+    case ReportEnded:
+        player.status = PlayerStatus::Ended;
+        break;
+    case ReportFinished:
+        player.status = PlayerStatus::Gone;
+        break;
+    default:
+        fputs("Invalid char recieved \n", stderr);
+        break;
+    }
+}
+
+// One byte per call: later bytes keep the descriptor readable, so the loop comes back at once.
+static void readReport(PlayerProcess& player) {
+    char report;
+    ssize_t count = read(player.statusFd, &report, 1);
+    if (count == 1)
+        applyReport(player, report);
+    else if (count == 0)
+        player.status = PlayerStatus::Gone; // the pipes stay open until the child is reaped
+    else if (errno != EAGAIN)
+        fputs("reading status pipe", stderr);
+}
+
+void pollPlayer(PlayerProcess& player, sysman::WaitSet& waitSet) {
+    if (player.statusFd >= 0)
+        readReport(player);
+
+    if (player.pid != 0 && waitpid(player.pid, nullptr, WNOHANG) != 0) {
+        // Ended, or no longer ours to wait for (ECHILD): either way there is no child now.
+        forgetChild(player);
+        return;
+    }
+    if (player.stopPending && sysman::elapsedMs(player.stopTime) > StopGraceMs) {
+        killAndReap(player);
+        return;
+    }
+
+    if (player.statusFd >= 0)
+        (void)waitSet.addRead(player.statusFd);
+    if (player.pid != 0)
+        waitSet.unblockSignal(SIGCHLD);
+    // A hung child neither writes nor exits, so nothing else may wake the loop: wake it once
+    // the deadline (the first millisecond past the grace period) has come.
+    if (player.stopPending && waitSet.lowerTimeoutToPeriod(player.stopTime, StopGraceMs + 1))
+        waitSet.lowerTimeout(0);
+}

@@ -1,0 +1,50 @@
+// The supervisor's handle on its one player process: fork with two pipes, one-byte commands
+// and reports, reaping, and the forced kill of a child that outlives its stop grace period.
+// Called only from the supervisor's loop thread (controller, playlist loader, process exit).
+#pragma once
+
+#include "player/player_types.h"
+#include "sysman/wait_set.h"
+
+#include <cstdint>
+#include <string>
+#include <sys/types.h>
+
+// A child that has not exited this long after the last stop command is killed.
+constexpr uint32_t StopGraceMs = 2000;
+
+struct PlayerProcess {
+    PlayerStatus status;
+    uint32_t stopTime; // nowMs when the last stop command went to a live child
+    bool stopPending;  // a stop went to the current child, which has not been reaped since
+    pid_t pid;         // 0 when there is no child
+    int commandFd;     // write end of the command pipe; -1 when none
+    int statusFd;      // read end of the status pipe; -1 when none
+
+    // Static construction and process exit; the destructor kills and reaps a live child.
+    PlayerProcess();
+    ~PlayerProcess();
+    PlayerProcess(const PlayerProcess&) = delete;
+    PlayerProcess& operator=(const PlayerProcess&) = delete;
+};
+
+// What a new child runs: its command read end, its status write end, the video and the
+// geometry. It must end the process itself. The service points it at runPlayerProcess
+// (player_entry.cpp); tests point it at scripted stand-ins.
+using PlayerEntry = void (*)(int commandFd, int statusFd, const char* path,
+                             const DisplaySettings& display);
+extern PlayerEntry playerEntry;
+
+void initPlayerProcess(PlayerProcess& player);
+// Kills and reaps a live child, closes both pipes and leaves the record with no child.
+void destroyPlayerProcess(PlayerProcess& player);
+// Replaces any previous child by a new one for path; false when none could be created.
+bool launchPlayer(PlayerProcess& player, const std::string& path, const DisplaySettings& display);
+void sendPlay(PlayerProcess& player);
+void sendPause(PlayerProcess& player);
+// Also starts the stop grace period when a child exists.
+void sendStop(PlayerProcess& player);
+PlayerStatus playerStatus(const PlayerProcess& player);
+// Once per loop pass: reads at most one report, reaps an ended child, kills one whose grace
+// period has run out, and registers what the wait must watch for this child.
+void pollPlayer(PlayerProcess& player, sysman::WaitSet& waitSet);

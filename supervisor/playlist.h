@@ -1,0 +1,17 @@
+// Playlist file loader: replaces the controller's playlist with the safe relative paths a
+// playlist file names, each prefixed by the file's own directory.
+// Called from request handling on the supervisor's loop thread.
+#pragma once
+
+#include <string>
+
+// Entries taken from one playlist file at most.
+constexpr unsigned MaxPlaylistEntries = 100;
+
+// False for paths that could leave the playlist's directory tree: empty, absolute, or with
+// a "." or ".." component anywhere but as the whole path.
+bool isSafeRelativePath(const std::string& line);
+
+// Always empties the playlist and rewinds it; true when the file could be read. With
+// stopCurrent the running child is told to stop once the new list is in place.
+bool loadPlaylist(const char* path, bool stopCurrent);
