@@ -5,12 +5,37 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
+#include <dlfcn.h>
 #include <thread>
 
 namespace {
 
 const std::string MediaDir = VIDEOD_BINARY_DIR "/media/";
+
+// The run whose main loop gets a stop just before it starts running.
+std::atomic<MediaPipeline*> lateStopTarget{nullptr};
+
+} // namespace
+
+// Stands in for GLib's g_main_loop_run in this test program, so that a stop can be placed
+// exactly where a quit used to be lost: after the run checked stopRequested, before the
+// loop runs. The stop does what the Player's stop does.
+extern "C" void g_main_loop_run(GMainLoop* loop) {
+    using Run = void (*)(GMainLoop*);
+    static Run realRun = reinterpret_cast<Run>(dlsym(RTLD_NEXT, "g_main_loop_run"));
+    MediaPipeline* media = lateStopTarget.load();
+    if (media && loop == media->mainLoop && lateStopTarget.exchange(nullptr)) {
+        media->stopRequested = true;
+        sysman::MutexLock held(media->lock);
+        (void)gst_element_set_state(media->pipeline, GST_STATE_NULL);
+        g_main_loop_quit(loop);
+    }
+    realRun(loop);
+}
+
+namespace {
 
 class MediaPipelineTest : public testing::Test {
   protected:
@@ -53,6 +78,28 @@ TEST_F(MediaPipelineTest, DisplaySettingsBecomeSinkProperties) {
         EXPECT_EQ(queueTime, 1000u);
         EXPECT_EQ(media.status.load(), PlayerStatus::Ended);
     }
+}
+
+TEST_F(MediaPipelineTest, StopJustBeforeTheLoopRunsIsNotLost) {
+    MediaPipeline media;
+    media.path = MediaDir + "short.mp4";
+    lateStopTarget = &media;
+    std::atomic<bool> done{false};
+    std::thread worker([&] {
+        MediaPipeline::run(&media);
+        done = true;
+    });
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(4);
+    while (!done && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    bool ended = done;
+    if (!ended) {
+        sysman::MutexLock held(media.lock);
+        g_main_loop_quit(media.mainLoop);
+    }
+    worker.join();
+    EXPECT_EQ(lateStopTarget.load(), nullptr) << "the run never reached its main loop";
+    EXPECT_TRUE(ended) << "the stop was lost";
 }
 
 // Commands are fired at the pipeline from the main thread until the worker has finished:
