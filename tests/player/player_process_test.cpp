@@ -85,15 +85,19 @@ TEST(PlayerProcess, FailureExitsWriteOneLineAndStatusOne) {
     }
 }
 
-TEST(PlayerProcess, UnplayableFilesEndAndStop) {
-    const char* files[] = {"clip-mpeg4.mp4", "truncated.mp4", "empty.mp4", "not-a-video.mp4"};
+// Asked to play, a file the player cannot play ends with "e" instead of hanging: the
+// discoverer turns the first three away, the truncated clip stops with an error or its end.
+TEST(PlayerProcess, UnplayableFilesEnd) {
+    const char* files[] = {"clip-mpeg4.mp4", "empty.mp4", "not-a-video.mp4", "truncated.mp4"};
     for (const char* file : files) {
         PlayerChild child;
         ASSERT_TRUE(child.start(MediaDir + file));
+        child.send('g');
         EXPECT_TRUE(child.waitForStatus('e', 4000)) << file << " " << child.statusBytes;
         child.send('q');
         EXPECT_EQ(child.waitExit(3000), 0) << file;
-        EXPECT_EQ(child.statusBytes, "ef") << file;
+        expectOnlyReports(child.statusBytes);
+        EXPECT_EQ(child.statusBytes.find('e'), child.statusBytes.size() - 2) << file;
     }
 }
 
