@@ -1,5 +1,6 @@
 // Entry of the video service: signal regime, the single-threaded main loop, ordered shutdown.
 #include "protocol/control_server.h"
+#include "supervisor/controller.h"
 #include "sysman/wait_set.h"
 
 #include <csignal>
@@ -50,7 +51,10 @@ int main() {
     blockLoopSignals();
     installHandler(SIGCHLD, onChildSignal);
 
+    initController(&waitSet);
+
     if (!startControlServer()) {
+        shutdownController();
         waitSet.destroy();
         return 1;
     }
@@ -60,11 +64,13 @@ int main() {
         waitSet.unblockSignal(SIGINT);
         waitSet.unblockSignal(SIGTERM);
         serviceControlServer(waitSet);
+        stepController();
         waitSet.wait();
     }
 
     clearClientSlots();
     closeControlServer();
+    shutdownController();
     waitSet.destroy();
     return 0;
 }
