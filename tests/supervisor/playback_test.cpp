@@ -1,12 +1,14 @@
 // The whole service end to end: the real binary in a private network namespace, real player
 // processes with the stand-in elements, generated clips. Which clip plays is told by the caps
 // line each player prints: the clips of the rotation differ in width.
+#include "tests/boardsim/board_session.h"
 #include "tests/support/requests.h"
 #include "tests/support/service_fixture.h"
 
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
+#include <gst/gst.h>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -34,6 +36,9 @@ class Playback : public testsupport::ServiceFixture {
             ASSERT_EQ(symlink((std::string(VIDEOD_BINARY_DIR) + "/media/" + clip).c_str(),
                               (dir + "/" + clip).c_str()),
                       0);
+        // Every player's display sink saves the screen here when its clip ends.
+        screen = dir + "/screen.png";
+        ASSERT_EQ(setenv("BOARDSIM_PNG", screen.c_str(), 1), 0);
         testsupport::ServiceFixture::SetUp();
         if (IsSkipped())
             return;
@@ -58,6 +63,7 @@ class Playback : public testsupport::ServiceFixture {
     }
 
     std::string dir;
+    std::string screen;
     ControlClient client;
 };
 
@@ -136,6 +142,33 @@ TEST_F(Playback, UnplayableEntriesAreSkippedWithoutStallingTheRotation) {
     EXPECT_NE(nextClip(WidthB, first + 1, 2 * PlayTimeoutMs), std::string::npos)
         << service.errorText();
     EXPECT_NE(service.errorText().find("Couldn't open the video\n"), std::string::npos);
+}
+
+TEST_F(Playback, DisplaySettingsReachTheNextClipsSink) {
+    // 200x104 at (300, 200), turned a quarter: the red clip covers 104x200 there.
+    expectReply(testsupport::displayRequest(200, 104, 300, 200, 1), reply(32, 2));
+    expectReply(testsupport::playModeRequest(1), reply(49, 2));
+    expectReply(testsupport::loadPlaylistRequest(playlist("one.txt", "clip-a.mp4\n"), false),
+                reply(48, 2));
+    ASSERT_NE(service.waitForError("End of Stream \n", PlayTimeoutMs), std::string::npos)
+        << service.errorText() << service.outputText();
+    expectReply(testsupport::playModeRequest(0), reply(49, 2));
+    for (int i = 0; i < 100 && !service.children().empty(); ++i)
+        usleep(50000);
+
+    gst_registry_fork_set_enabled(FALSE);
+    gst_init(nullptr, nullptr);
+    boardsim_test::Image image = boardsim_test::loadPng(screen);
+    ASSERT_GT(image.width, 0) << "no screen saved at " << screen;
+    auto red = [&](int x, int y) {
+        boardsim_test::Rgb p = image.at(x, y);
+        return p.r > 200 && p.g < 60 && p.b < 60;
+    };
+    EXPECT_TRUE(red(303, 203));
+    EXPECT_TRUE(red(300 + 100, 200 + 196));
+    EXPECT_FALSE(red(300 + 110, 250)) << "wider than the turned picture";
+    EXPECT_FALSE(red(350, 200 + 206)) << "taller than the turned picture";
+    EXPECT_FALSE(red(296, 250));
 }
 
 TEST_F(Playback, ErrorRepliesAreByteExactAndChangeNothing) {

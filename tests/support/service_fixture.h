@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 
 namespace testsupport {
@@ -18,6 +19,8 @@ class ServiceFixture : public ::testing::Test {
         std::string why;
         if (!enterPrivateNetworkNamespace(why))
             GTEST_SKIP() << why;
+        // The stand-in board elements, also when the test runs outside CTest.
+        (void)setenv("GST_PLUGIN_PATH", VIDEOD_BINARY_DIR "/boardsim", 0);
         ASSERT_TRUE(service.start("", workDir()));
         ASSERT_TRUE(service.waitUntilListening()) << service.errorText();
     }
