@@ -233,6 +233,9 @@ TYPED_TEST(RefStringTest, BufferWritesInPlaceOnlyForASoleHolderWithRoom) {
 TYPED_TEST(RefStringTest, BufferOnEmptyGetsRoomForOneAndEmptyResultsDropTheBlock) {
     using T = TypeParam;
     T a;
+    a.dropIfEmpty();
+    a.commit(0);
+    EXPECT_TRUE(StringProbe::isSharedEmpty(a));
     auto* out = a.buffer(0);
     EXPECT_FALSE(StringProbe::isSharedEmpty(a));
     this->expectBlockUnits(a, 1 + 2);
