@@ -38,7 +38,7 @@ class RefString {
     static constexpr Count Saturated = std::numeric_limits<Count>::max();
 
     RefString() noexcept : block(emptyBlock) {}
-    RefString(const Unit* s) : RefString(s, s ? unitLength(s) : 0) {}
+    RefString(const Unit* s) : RefString(s, std::numeric_limits<std::size_t>::max()) {}
     // At most n units of s, stopping early at a 0 unit.
     RefString(const Unit* s, std::size_t n) : block(emptyBlock) {
         std::size_t len = 0;
@@ -101,20 +101,18 @@ class RefString {
         block = own;
         return text(block);
     }
-    // Ends the text written through buffer at n units; 0 gives the empty string.
+    // Ends the text written through buffer at n units; 0 gives the empty string. Both free the
+    // block without looking at its count: they belong right after buffer on the same string.
     void commit(std::size_t n) {
         if (n > 0) {
             text(block)[n] = 0;
             return;
         }
-        delete[] block;
-        block = emptyBlock;
+        drop();
     }
     void dropIfEmpty() {
-        if (text(block)[0] != 0)
-            return;
-        delete[] block;
-        block = emptyBlock;
+        if (text(block)[0] == 0)
+            drop();
     }
 
     friend Self operator+(const Self& a, const Unit* s) {
@@ -162,6 +160,11 @@ class RefString {
         }
         std::size_t len = unitLength(text(src));
         return len > 0 ? newBlock(text(src), len) : emptyBlock;
+    }
+    void drop() {
+        if (block != emptyBlock)
+            delete[] block;
+        block = emptyBlock;
     }
     static void release(Unit* b) {
         if (b == emptyBlock)

@@ -4,9 +4,32 @@
 
 #include "sysman/ref_string.h"
 
+#include <cstddef>
+
+#if defined(__SANITIZE_ADDRESS__)
+// From the sanitizer runtime (its header is not installed here): the size a block was asked for.
+extern "C" std::size_t __sanitizer_get_allocated_size(const volatile void* p);
+#endif
+
 namespace sysman {
 
 struct StringProbe {
+#if defined(__SANITIZE_ADDRESS__)
+    static constexpr bool CanMeasure = true;
+#else
+    static constexpr bool CanMeasure = false;
+#endif
+
+    // Bytes the block of s was allocated with; only known when CanMeasure.
+    template <typename U, typename C, typename S>
+    static std::size_t allocatedBytes(const RefString<U, C, S>& s) {
+#if defined(__SANITIZE_ADDRESS__)
+        return __sanitizer_get_allocated_size(s.block);
+#else
+        (void)s;
+        return 0;
+#endif
+    }
     template <typename U, typename C, typename S>
     static const void* block(const RefString<U, C, S>& s) {
         return s.block;

@@ -1,0 +1,42 @@
+// Fuzzes the UTF-8 decoder: it stays inside the input up to its 0 byte, yields only valid
+// code points or U+FFFD, and decoding the re-encoded text gives the same characters again.
+// The seed kuhn_stress_test is Markus Kuhn's "UTF-8 decoder capability and stress test"
+// (2015-08-28), CC BY 4.0.
+#include "sysman/latin1_string.h"
+#include "sysman/utf8_string.h"
+#include "sysman/wstring.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+namespace {
+
+void check(bool condition) {
+    if (!condition)
+        abort();
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    // An exactly sized heap copy, so a read past the terminator is caught by the sanitizer.
+    std::unique_ptr<char[]> input(new char[size + 1]);
+    memcpy(input.get(), data, size);
+    input[size] = 0;
+
+    sysman::WString decoded = sysman::WString::fromUtf8(input.get());
+    check(decoded.length() <= strlen(input.get()));
+    for (const wchar_t* c = decoded.c_str(); *c; ++c)
+        check(*c <= 0x10FFFF && (*c < 0xD800 || *c > 0xDFFF));
+
+    sysman::Utf8String encoded(decoded);
+    sysman::WString again = sysman::WString::fromUtf8(encoded.c_str());
+    check(again == decoded);
+    check(sysman::Utf8String(again) == encoded);
+
+    sysman::Latin1String latin1 = sysman::Latin1String::fromUtf8(input.get());
+    check(latin1.length() == decoded.length());
+    return 0;
+}
