@@ -35,7 +35,8 @@ ServiceProcess::~ServiceProcess() {
             close(fd);
 }
 
-bool ServiceProcess::start(const std::string& program, const std::string& workDir) {
+bool ServiceProcess::start(const std::string& program, const std::string& workDir,
+                           const std::vector<std::string>& args) {
     if (child > 0 && !exited)
         return false;
     for (int* fd : {&inputFd, &errorFd, &outputFd}) {
@@ -72,7 +73,11 @@ bool ServiceProcess::start(const std::string& program, const std::string& workDi
         sigset_t none;
         sigemptyset(&none);
         sigprocmask(SIG_SETMASK, &none, nullptr);
-        execl(path.c_str(), path.c_str(), static_cast<char*>(nullptr));
+        std::vector<char*> argv = {const_cast<char*>(path.c_str())};
+        for (const std::string& arg : args)
+            argv.push_back(const_cast<char*>(arg.c_str()));
+        argv.push_back(nullptr);
+        execv(path.c_str(), argv.data());
         _exit(127);
     }
     close(inputPair[1]);

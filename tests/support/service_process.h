@@ -17,7 +17,8 @@ class ServiceProcess {
 
     // Starts the program (default: the built service) in the given working directory;
     // false while a process it started is still running.
-    bool start(const std::string& program = "", const std::string& workDir = "");
+    bool start(const std::string& program = "", const std::string& workDir = "",
+               const std::vector<std::string>& args = {});
     pid_t pid() const { return child; }
     // Waits until a client can connect to the control socket.
     bool waitUntilListening(int timeoutMs = 5000);
