@@ -1,5 +1,6 @@
 // Start, command and stop latencies of a player process on a short clip, its CPU use while
 // playing, and the cost of the steps that make them up (GStreamer start-up, discovery).
+#include "player/media_pipeline.h"
 #include "tests/player/player_child.h"
 
 #include <benchmark/benchmark.h>
@@ -66,29 +67,50 @@ BENCHMARK(playerLifecycle)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
 
-// A forked child that only starts GStreamer (and with deinit, also shuts it down) and exits.
-void gstStartInChild(benchmark::State& state) {
-    bool deinit = state.range(0) != 0;
+// What a fresh player process spends before its pipeline changes state, one step at a time:
+// 0 gst_init alone, 1 gst_init and gst_deinit, 2 gst_init and the pipeline's elements
+// (plug-in loading), 3 gst_init and the first discovery of the clip, 4 gst_init and loading
+// only the software decoder's plug-in that the stand-in decoder wraps.
+void childStartStep(benchmark::State& state) {
+    int step = int(state.range(0));
     for (auto _ : state) {
         pid_t child = fork();
         if (child == 0) {
             gst_registry_fork_set_enabled(FALSE);
             gst_init(nullptr, nullptr);
-            if (deinit)
+            if (step == 1)
                 gst_deinit();
+            if (step == 2) {
+                MediaPipeline media;
+                if (media.create() == 1)
+                    media.teardown();
+            }
+            if (step == 3) {
+                std::string uri = "file://" + Clip;
+                GstDiscoverer* discoverer = gst_discoverer_new(2 * GST_SECOND, nullptr);
+                GstDiscovererInfo* info =
+                    gst_discoverer_discover_uri(discoverer, uri.c_str(), nullptr);
+                if (info)
+                    gst_discoverer_info_unref(info);
+                g_object_unref(discoverer);
+            }
+            if (step == 4) {
+                GstPlugin* plugin = gst_plugin_load_by_name("libav");
+                if (plugin)
+                    gst_object_unref(plugin);
+            }
             _exit(0);
         }
         waitpid(child, nullptr, 0);
     }
 }
-BENCHMARK(gstStartInChild)
-    ->Arg(0)
-    ->Arg(1)
+BENCHMARK(childStartStep)
+    ->DenseRange(0, 4)
     ->Repetitions(20)
     ->Iterations(1)
     ->Unit(benchmark::kMillisecond);
 
-// The player's discovery of the clip, with the discoverer made afresh as in each player.
+// Discovery of the clip again and again in one process: plug-ins already loaded.
 void discovery(benchmark::State& state) {
     gst_registry_fork_set_enabled(FALSE);
     gst_init(nullptr, nullptr);
