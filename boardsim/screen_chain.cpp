@@ -25,8 +25,9 @@ static GstCaps* rawCaps(gint width, gint height) {
     return caps;
 }
 
+// Only the display's four turns are known; any other value leaves the picture as it is.
 static GstVideoOrientationMethod directionFor(gint degrees) {
-    switch ((degrees % 360 + 360) % 360) {
+    switch (degrees) {
     case 90:
         return GST_VIDEO_ORIENTATION_90R;
     case 180:
