@@ -8,6 +8,9 @@
 #include <gst/pbutils/pbutils.h>
 
 #include <chrono>
+#include <fstream>
+#include <iterator>
+#include <sstream>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -26,7 +29,24 @@ double cpuMs(const struct rusage& usage) {
            (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1000.0;
 }
 
-// One player from fork to reaping: "p", "g", the end of the clip, "q".
+// CPU time of a running process so far, from /proc (clock-tick resolution).
+double procCpuMs(pid_t pid) {
+    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+    std::string text((std::istreambuf_iterator<char>(stat)), std::istreambuf_iterator<char>());
+    size_t fields = text.rfind(')');
+    if (fields == std::string::npos)
+        return 0;
+    std::istringstream rest(text.substr(fields + 2));
+    std::string skip;
+    for (int field = 3; field < 14; ++field)
+        rest >> skip;
+    double user = 0;
+    double system = 0;
+    rest >> user >> system;
+    return (user + system) * 1000.0 / double(sysconf(_SC_CLK_TCK));
+}
+
+// One player from fork to reaping: "p", "g", the end of the clip, "q", "f".
 void playerLifecycle(benchmark::State& state) {
     for (auto _ : state) {
         PlayerChild child;
@@ -42,9 +62,13 @@ void playerLifecycle(benchmark::State& state) {
         child.send('g');
         ok = ok && child.waitForStatus('g', 5000);
         auto playing = Clock::now();
+        double cpuAtPlaying = procCpuMs(child.pid());
         ok = ok && child.waitForStatus('e', 5000);
         auto ended = Clock::now();
+        double cpuAtEnd = procCpuMs(child.pid());
         child.send('q');
+        ok = ok && child.waitForStatus('f', 5000);
+        auto finished = Clock::now();
         int status = child.waitExit(5000);
         auto reaped = Clock::now();
         if (!ok || status != 0) {
@@ -56,9 +80,11 @@ void playerLifecycle(benchmark::State& state) {
         state.counters["readyToPausedMs"] = msBetween(ready, paused);
         state.counters["forkToPausedMs"] = msBetween(forked, paused);
         state.counters["playToPlayingMs"] = msBetween(paused, playing);
+        state.counters["stopToFinishedMs"] = msBetween(ended, finished);
         state.counters["stopToReapedMs"] = msBetween(ended, reaped);
-        state.counters["cpuMsPerPlaybackS"] =
-            cpuMs(child.usage) / (msBetween(playing, ended) / 1000.0);
+        double playbackS = msBetween(playing, ended) / 1000.0;
+        state.counters["cpuMsPerPlaybackS"] = (cpuAtEnd - cpuAtPlaying) / playbackS;
+        state.counters["lifeCpuMsPerPlaybackS"] = cpuMs(child.usage) / playbackS;
     }
 }
 BENCHMARK(playerLifecycle)
