@@ -1,28 +1,14 @@
-// "mfw_v4lsink" stand-in: videoscale ! capsfilter ! videoflip ! compositor ! capsfilter ! sink.
-// The compositor is the virtual screen: black, ScreenWidth x ScreenHeight, the picture at
-// (axis-left, axis-top). BOARDSIM_SHOW=1 shows the screen in a window, BOARDSIM_PNG=file saves
-// it as a PNG at the end of the stream; otherwise a synchronised fakesink stands for the panel.
+// "mfw_v4lsink" stand-in: a bin around the screen chain, with the display's properties.
 #include "boardsim/v4l_sink.h"
 
-#include "boardsim/screen_capture.h"
-
-#include <gst/video/video.h>
+#include "boardsim/screen_chain.h"
 
 namespace {
 
 struct BoardsimV4lSink {
     GstBin parent;
-    // Inner elements and the compositor pad that carries the picture; null when an element
-    // is missing, which the state change to READY reports.
-    GstElement* size;
-    GstElement* flip;
-    GstPad* picture;
-    // Property values, guarded by the object lock.
-    gint dispWidth;
-    gint dispHeight;
-    gint axisLeft;
-    gint axisTop;
-    gint rotate;
+    ScreenChain chain;       // all null when an element is missing; READY then fails
+    ScreenGeometry geometry; // guarded by the object lock
 };
 
 struct BoardsimV4lSinkClass {
@@ -31,15 +17,12 @@ struct BoardsimV4lSinkClass {
 
 enum { PROP_0, PROP_DISP_WIDTH, PROP_DISP_HEIGHT, PROP_AXIS_LEFT, PROP_AXIS_TOP, PROP_ROTATE };
 
-// A width or height that is not positive keeps the picture's own size.
+// A width or height that is not positive keeps the video's own size.
 constexpr gint DEFAULT_DISP_WIDTH = 0;
 constexpr gint DEFAULT_DISP_HEIGHT = 0;
 constexpr gint DEFAULT_AXIS_LEFT = 0;
 constexpr gint DEFAULT_AXIS_TOP = 0;
 constexpr gint DEFAULT_ROTATE = 0;
-
-constexpr gint ScreenWidth = 1024;
-constexpr gint ScreenHeight = 768;
 
 GstStaticPadTemplate sinkTemplate =
     GST_STATIC_PAD_TEMPLATE("sink", GST_PAD_SINK, GST_PAD_ALWAYS, GST_STATIC_CAPS("video/x-raw"));
@@ -48,142 +31,50 @@ GstStaticPadTemplate sinkTemplate =
 
 G_DEFINE_TYPE(BoardsimV4lSink, boardsim_v4l_sink, GST_TYPE_BIN)
 
-static GstElement* make(GstBin* bin, const char* factory, const char* name) {
-    GstElement* element = gst_element_factory_make(factory, name);
-    if (element)
-        gst_bin_add(bin, element);
-    return element;
-}
-
-// Square pixels throughout, so that the compositor draws the picture at exactly the size
-// the caps give, and the scaler stretches instead of adding borders.
-static GstCaps* rawCaps(gint width, gint height) {
-    GstCaps* caps =
-        gst_caps_new_simple("video/x-raw", "pixel-aspect-ratio", GST_TYPE_FRACTION, 1, 1, nullptr);
-    if (width > 0)
-        gst_caps_set_simple(caps, "width", G_TYPE_INT, width, nullptr);
-    if (height > 0)
-        gst_caps_set_simple(caps, "height", G_TYPE_INT, height, nullptr);
-    return caps;
-}
-
-static GstVideoOrientationMethod directionFor(gint degrees) {
-    switch ((degrees % 360 + 360) % 360) {
-    case 90:
-        return GST_VIDEO_ORIENTATION_90R;
-    case 180:
-        return GST_VIDEO_ORIENTATION_180;
-    case 270:
-        return GST_VIDEO_ORIENTATION_90L;
-    default:
-        return GST_VIDEO_ORIENTATION_IDENTITY;
-    }
-}
-
 static void applyGeometry(BoardsimV4lSink* self) {
-    if (!self->picture)
+    if (!self->chain.picture)
         return;
     GST_OBJECT_LOCK(self);
-    GstCaps* caps = rawCaps(self->dispWidth, self->dispHeight);
-    gint left = self->axisLeft;
-    gint top = self->axisTop;
-    GstVideoOrientationMethod direction = directionFor(self->rotate);
+    const ScreenGeometry geometry = self->geometry;
     GST_OBJECT_UNLOCK(self);
-    g_object_set(self->size, "caps", caps, nullptr);
-    gst_caps_unref(caps);
-    g_object_set(self->flip, "video-direction", direction, nullptr);
-    g_object_set(self->picture, "xpos", left, "ypos", top, nullptr);
-}
-
-static GstElement* makeOutput(GstBin* bin) {
-    if (g_strcmp0(g_getenv("BOARDSIM_SHOW"), "1") != 0) {
-        GstElement* sink = make(bin, "fakesink", "panel");
-        if (sink)
-            g_object_set(sink, "sync", TRUE, nullptr);
-        return sink;
-    }
-    GstElement* convert = make(bin, "videoconvert", "window-convert");
-    GstElement* window = make(bin, "autovideosink", "window");
-    if (!convert || !window || !gst_element_link(convert, window))
-        return nullptr;
-    return convert;
-}
-
-// Builds the chain and returns the element whose sink pad the bin exposes, or null.
-static GstElement* build(BoardsimV4lSink* self) {
-    GstBin* bin = GST_BIN(self);
-    GstElement* scale = make(bin, "videoscale", "scale");
-    self->size = make(bin, "capsfilter", "size");
-    self->flip = make(bin, "videoflip", "flip");
-    GstElement* screen = make(bin, "compositor", "screen");
-    GstElement* screenSize = make(bin, "capsfilter", "screen-size");
-    GstElement* output = makeOutput(bin);
-    if (!scale || !self->size || !self->flip || !screen || !screenSize || !output)
-        return nullptr;
-    g_object_set(scale, "add-borders", FALSE, nullptr);
-    gst_util_set_object_arg(G_OBJECT(screen), "background", "black");
-    GstCaps* caps = rawCaps(ScreenWidth, ScreenHeight);
-    g_object_set(screenSize, "caps", caps, nullptr);
-    gst_caps_unref(caps);
-    if (!gst_element_link_many(scale, self->size, self->flip, nullptr) ||
-        !gst_element_link_many(screen, screenSize, output, nullptr))
-        return nullptr;
-    self->picture = gst_element_request_pad_simple(screen, "sink_%u");
-    GstPad* flipped = gst_element_get_static_pad(self->flip, "src");
-    GstPadLinkReturn linked = gst_pad_link(flipped, self->picture);
-    gst_object_unref(flipped);
-    if (linked != GST_PAD_LINK_OK)
-        return nullptr;
-    const gchar* png = g_getenv("BOARDSIM_PNG");
-    if (png && *png) {
-        GstPad* shown = gst_element_get_static_pad(screenSize, "src");
-        boardsimCaptureScreen(shown, png);
-        gst_object_unref(shown);
-    }
-    return scale;
+    screenChainApply(self->chain, geometry);
 }
 
 static void boardsim_v4l_sink_init(BoardsimV4lSink* self) {
-    self->dispWidth = DEFAULT_DISP_WIDTH;
-    self->dispHeight = DEFAULT_DISP_HEIGHT;
-    self->axisLeft = DEFAULT_AXIS_LEFT;
-    self->axisTop = DEFAULT_AXIS_TOP;
-    self->rotate = DEFAULT_ROTATE;
-    GstElement* first = build(self);
+    self->geometry = {DEFAULT_DISP_WIDTH, DEFAULT_DISP_HEIGHT, DEFAULT_AXIS_LEFT, DEFAULT_AXIS_TOP,
+                      DEFAULT_ROTATE};
     GstPadTemplate* templ = gst_static_pad_template_get(&sinkTemplate);
     GstPad* ghost;
-    if (first) {
-        GstPad* target = gst_element_get_static_pad(first, "sink");
+    if (screenChainBuild(GST_BIN(self), &self->chain)) {
+        GstPad* target = gst_element_get_static_pad(self->chain.first, "sink");
         ghost = gst_ghost_pad_new_from_template("sink", target, templ);
         gst_object_unref(target);
         applyGeometry(self);
     } else {
-        if (self->picture)
-            gst_object_unref(self->picture);
-        self->picture = nullptr;
         ghost = gst_ghost_pad_new_no_target_from_template("sink", templ);
     }
     gst_object_unref(templ);
     gst_element_add_pad(GST_ELEMENT(self), ghost);
 }
 
-static gint* field(BoardsimV4lSink* self, guint id) {
+static gint* field(ScreenGeometry* geometry, guint id) {
     switch (id) {
     case PROP_DISP_WIDTH:
-        return &self->dispWidth;
+        return &geometry->width;
     case PROP_DISP_HEIGHT:
-        return &self->dispHeight;
+        return &geometry->height;
     case PROP_AXIS_LEFT:
-        return &self->axisLeft;
+        return &geometry->left;
     case PROP_AXIS_TOP:
-        return &self->axisTop;
+        return &geometry->top;
     case PROP_ROTATE:
-        return &self->rotate;
+        return &geometry->rotate;
     default:
         return nullptr;
     }
 }
 
+// Takes effect at once, in any state: the next frame is scaled, turned and placed anew.
 static void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* pspec) {
     auto* self = reinterpret_cast<BoardsimV4lSink*>(object);
     switch (id) {
@@ -193,7 +84,7 @@ static void setProperty(GObject* object, guint id, const GValue* value, GParamSp
     case PROP_AXIS_TOP:
     case PROP_ROTATE:
         GST_OBJECT_LOCK(self);
-        *field(self, id) = g_value_get_int(value);
+        *field(&self->geometry, id) = g_value_get_int(value);
         GST_OBJECT_UNLOCK(self);
         applyGeometry(self);
         break;
@@ -212,7 +103,7 @@ static void getProperty(GObject* object, guint id, GValue* value, GParamSpec* ps
     case PROP_AXIS_TOP:
     case PROP_ROTATE:
         GST_OBJECT_LOCK(self);
-        g_value_set_int(value, *field(self, id));
+        g_value_set_int(value, *field(&self->geometry, id));
         GST_OBJECT_UNLOCK(self);
         break;
     default:
@@ -222,17 +113,13 @@ static void getProperty(GObject* object, guint id, GValue* value, GParamSpec* ps
 }
 
 static void dispose(GObject* object) {
-    auto* self = reinterpret_cast<BoardsimV4lSink*>(object);
-    if (self->picture) {
-        gst_object_unref(self->picture);
-        self->picture = nullptr;
-    }
+    screenChainRelease(&reinterpret_cast<BoardsimV4lSink*>(object)->chain);
     G_OBJECT_CLASS(boardsim_v4l_sink_parent_class)->dispose(object);
 }
 
 static GstStateChangeReturn changeState(GstElement* element, GstStateChange transition) {
     if (transition == GST_STATE_CHANGE_NULL_TO_READY &&
-        !reinterpret_cast<BoardsimV4lSink*>(element)->picture) {
+        !reinterpret_cast<BoardsimV4lSink*>(element)->chain.picture) {
         GST_ELEMENT_ERROR(element, CORE, MISSING_PLUGIN,
                           ("a video element of the display chain is not installed"), (nullptr));
         return GST_STATE_CHANGE_FAILURE;
@@ -270,6 +157,7 @@ static void boardsim_v4l_sink_class_init(BoardsimV4lSinkClass* klass) {
     gst_element_class_add_static_pad_template(elementClass, &sinkTemplate);
     gst_element_class_set_static_metadata(
         elementClass, "Board display sink stand-in", "Sink/Video",
-        "Scales, rotates and places the picture on a virtual screen, like the board's display",
+        "Scales, rotates and places the picture on a black 1024x768 virtual screen, played "
+        "in real time, like the board's display",
         "videod developers");
 }

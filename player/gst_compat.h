@@ -1,5 +1,6 @@
 // The few GStreamer calls whose form differs between the 1.x and 0.10 series, so that a
-// build against the board's older GStreamer changes only this file.
+// build against the board's older GStreamer changes only this file. Used by the media
+// pipeline on whichever thread calls it.
 #pragma once
 
 #include <gst/gst.h>

@@ -10,10 +10,11 @@ constexpr GstClockTime DiscoveryTimeout = 2 * GST_SECOND;
 constexpr guint64 QueueMaxTime = 1000;
 
 // Rounds a dimension up to a multiple of 8; the padding it added comes back in pad.
+// Two's-complement arithmetic: the largest widths wrap rather than overflow.
 int32_t padToEight(int32_t size, int32_t& pad) {
-    int32_t rest = static_cast<int32_t>(static_cast<uint32_t>(size) & 7u);
-    pad = rest == 0 ? 0 : 8 - rest;
-    return size + pad;
+    uint32_t rest = static_cast<uint32_t>(size) & 7u;
+    pad = rest == 0 ? 0 : static_cast<int32_t>(8u - rest);
+    return static_cast<int32_t>(static_cast<uint32_t>(size) + static_cast<uint32_t>(pad));
 }
 
 int32_t rotationDegrees(int32_t code) {
@@ -40,13 +41,6 @@ GstState targetState(PlayerStatus requested) {
     }
 }
 
-template <typename T>
-void releaseObject(T*& object) {
-    if (object)
-        gst_object_unref(object);
-    object = nullptr;
-}
-
 } // namespace
 
 int MediaPipeline::create() {
@@ -64,7 +58,9 @@ int MediaPipeline::create() {
     if (mainLoop)
         g_main_loop_unref(mainLoop);
     mainLoop = nullptr;
-    releaseObject(pipeline);
+    if (pipeline)
+        gst_object_unref(pipeline);
+    pipeline = nullptr;
     releaseElements();
     if (discoverer)
         g_object_unref(discoverer);

@@ -57,6 +57,8 @@ GstElement* makePlayerPipeline(const std::string& path) {
         return nullptr;
     }
     g_object_set(source, "location", path.c_str(), nullptr);
+    // The player lets the queue hold hardly one buffer.
+    g_object_set(queue, "max-size-time", static_cast<guint64>(1000), nullptr);
     gst_bin_add_many(GST_BIN(pipeline), source, demuxer, queue, decoder, sink, nullptr);
     GstCaps* quicktime = gst_caps_new_empty_simple("video/quicktime");
     const bool linked = gst_element_link_filtered(source, demuxer, quicktime) &&

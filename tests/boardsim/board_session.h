@@ -17,8 +17,9 @@ std::string mediaPath(const char* name);
 std::string clipName(const char* file);
 
 // filesrc ! video/quicktime ! aiurdemux, and queue ! vpudec ! mfw_v4lsink, as the player
-// builds them; the first "video/x-h264" pad of the demuxer is linked to the queue when it
-// appears. Elements are named source, demuxer, queue, decoder and sink. Null on failure.
+// builds them, with the player's 1 µs queue; the first "video/x-h264" pad of the demuxer is linked
+// to the queue when it appears. Elements are named source, demuxer, queue, decoder and sink. Null
+// on failure.
 GstElement* makePlayerPipeline(const std::string& path);
 
 // How a playback ended: end of stream, an error (with its text), or GST_MESSAGE_UNKNOWN when

@@ -54,6 +54,27 @@ INSTANTIATE_TEST_SUITE_P(Boardsim, GoodClip,
                                            Clip{"clip-two-video.mp4", 2}, Clip{"short.mp4", 1}),
                          [](const auto& clip) { return boardsim_test::clipName(clip.param.file); });
 
+// Paused half-way for longer than the rest of the clip lasts, the display must neither skip
+// what is left to catch up with the clock nor stay stuck.
+TEST(BoardsimPause, ResumedClipPlaysItsRestInRealTime) {
+    GstElement* pipeline = makePlayerPipeline(mediaPath("short.mp4"));
+    ASSERT_NE(pipeline, nullptr);
+    gst_element_set_state(pipeline, GST_STATE_PLAYING);
+    g_usleep(400 * 1000);
+    gst_element_set_state(pipeline, GST_STATE_PAUSED);
+    ASSERT_EQ(gst_element_get_state(pipeline, nullptr, nullptr, 5 * GST_SECOND),
+              GST_STATE_CHANGE_SUCCESS);
+    g_usleep(800 * 1000);
+
+    const auto start = Clock::now();
+    const Ending ending = playToEnd(pipeline, EndTimeout);
+    EXPECT_EQ(ending.type, GST_MESSAGE_EOS) << ending.error;
+    EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(400));
+
+    gst_element_set_state(pipeline, GST_STATE_NULL);
+    gst_object_unref(pipeline);
+}
+
 class BadFile : public ::testing::TestWithParam<const char*> {};
 
 // No H.264 pad ever reaches the decoder, or the container is broken: the demuxer reports it.

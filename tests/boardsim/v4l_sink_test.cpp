@@ -174,9 +174,9 @@ TEST(BoardsimDisplayProperties, AreSignedIntsReadableBack) {
     ASSERT_NE(sink, nullptr);
     int value = -3;
     for (const char* name : {"disp-width", "disp-height", "axis-left", "axis-top", "rotate"}) {
-        GParamSpec* spec = g_object_class_find_property(G_OBJECT_GET_CLASS(sink), name);
-        ASSERT_NE(spec, nullptr) << name;
-        EXPECT_EQ(spec->value_type, G_TYPE_INT) << name;
+        GParamSpec* property = g_object_class_find_property(G_OBJECT_GET_CLASS(sink), name);
+        ASSERT_NE(property, nullptr) << name;
+        EXPECT_EQ(property->value_type, G_TYPE_INT) << name;
         g_object_set(sink, name, value, nullptr);
         int read = 0;
         g_object_get(sink, name, &read, nullptr);

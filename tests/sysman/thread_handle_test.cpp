@@ -27,6 +27,28 @@ void countDeletion(void* argument) {
     static_cast<Work*>(argument)->deletions.fetch_add(1);
 }
 
+// Starts the thread body through a trampoline that notes when the body, and with it the
+// worker's own release of the record, is over.
+std::atomic<bool> workerLetGo{false};
+
+struct Trampoline {
+    void* (*body)(void*);
+    void* argument;
+};
+
+void* runTrampoline(void* argument) {
+    Trampoline trampoline = *static_cast<Trampoline*>(argument);
+    delete static_cast<Trampoline*>(argument);
+    trampoline.body(trampoline.argument);
+    workerLetGo = true;
+    return nullptr;
+}
+
+int trackingCreate(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*),
+                   void* argument) {
+    return pthread_create(thread, attributes, runTrampoline, new Trampoline{body, argument});
+}
+
 int failingCreate(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*) {
     return EAGAIN;
 }
@@ -56,7 +78,10 @@ TEST(ThreadHandle, HandleReleasedFirstLeavesDeletionToWorker) {
 TEST(ThreadHandle, WorkerEndingFirstLeavesDeletionToLastHandle) {
     Work work;
     sysman::ThreadHandle handle;
+    workerLetGo = false;
+    sysman::createThread = trackingCreate;
     ASSERT_TRUE(handle.start(waitForRelease, &work, countDeletion));
+    sysman::createThread = pthread_create;
     sysman::ThreadHandle copy;
     copy = handle;
     sysman::ThreadHandle& same = copy;
@@ -64,6 +89,9 @@ TEST(ThreadHandle, WorkerEndingFirstLeavesDeletionToLastHandle) {
     work.release = true;
     EXPECT_EQ(handle.join(), 42);
     EXPECT_TRUE(copy.finished());
+    while (!workerLetGo)
+        sched_yield();
+    EXPECT_EQ(work.deletions.load(), 0);
     handle.reset();
     EXPECT_EQ(work.deletions.load(), 0);
     copy.reset();
