@@ -2,15 +2,18 @@
 // round trip of an Identify request over the real socket.
 #include "tests/support/control_client.h"
 #include "tests/support/netns.h"
+#include "tests/support/requests.h"
 #include "tests/support/service_process.h"
 
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <fstream>
 #include <string>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -89,8 +92,99 @@ void identifyRoundTrip(benchmark::State& state) {
     state.counters["max_us"] = micros.back();
 }
 
+using Clock = std::chrono::steady_clock;
+
+double msBetween(Clock::time_point a, Clock::time_point b) {
+    return std::chrono::duration<double, std::milli>(b - a).count();
+}
+
+double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values.empty() ? 0 : values[values.size() / 2];
+}
+
+// Plays a one-entry playlist of a clip from the build's media, with Play in force.
+bool playForever(benchmark::State& state, testsupport::ControlClient& client,
+                 const std::string& clip) {
+    const std::string list = "/tmp/service-bench-" + std::to_string(getpid()) + ".txt";
+    std::ofstream(list) << clip << "\n";
+    client.connect();
+    client.send(testsupport::playModeRequest(1));
+    client.receive(1000);
+    client.send(testsupport::loadPlaylistRequest(list, false));
+    bool ok = !client.receive(1000).empty();
+    if (!ok)
+        state.SkipWithError("the service did not take the playlist");
+    return ok;
+}
+
+// From each clip's end of stream to the next clip playing, split at the new player's first
+// state change (stop, fork, start-up and discovery before it; preroll and play after it).
+void switchGap(benchmark::State& state) {
+    testsupport::ServiceProcess service;
+    if (!startService(state, service))
+        return;
+    testsupport::ControlClient client;
+    if (!playForever(state, client, std::string(VIDEOD_BINARY_DIR) + "/media/short.mp4"))
+        return;
+    std::vector<double> total, toFirstState, firstStateToPlaying;
+    for (auto _ : state) {
+        size_t offset = service.waitForError("End of Stream \n", 10000);
+        for (int i = 0; i < 20 && offset != std::string::npos; ++i) {
+            auto ended = Clock::now();
+            size_t ready = service.waitForError("from NULL to READY:", 10000, offset);
+            auto firstState = Clock::now();
+            size_t playing = service.waitForError("from PAUSED to PLAYING:", 10000, ready);
+            auto nowPlaying = Clock::now();
+            if (ready == std::string::npos || playing == std::string::npos) {
+                state.SkipWithError("the next clip did not start");
+                return;
+            }
+            total.push_back(msBetween(ended, nowPlaying));
+            toFirstState.push_back(msBetween(ended, firstState));
+            firstStateToPlaying.push_back(msBetween(firstState, nowPlaying));
+            offset = service.waitForError("End of Stream \n", 10000, playing);
+        }
+    }
+    state.counters["switches"] = static_cast<double>(total.size());
+    state.counters["gap_median_ms"] = median(total);
+    state.counters["gap_max_ms"] = total.empty() ? 0 : *std::max_element(total.begin(), total.end());
+    state.counters["to_new_player_ready_ms"] = median(toFirstState);
+    state.counters["ready_to_playing_ms"] = median(firstStateToPlaying);
+}
+
+// The supervisor's own wake-ups and memory while one long clip plays.
+void supervisorWhilePlaying(benchmark::State& state) {
+    testsupport::ServiceProcess service;
+    if (!startService(state, service))
+        return;
+    testsupport::ControlClient client;
+    if (!playForever(state, client, std::string(VIDEOD_BINARY_DIR) + "/demo/bars.mp4"))
+        return;
+    for (auto _ : state) {
+        size_t playing = service.waitForError("from PAUSED to PLAYING:", 10000);
+        if (playing == std::string::npos) {
+            state.SkipWithError("the clip did not start");
+            return;
+        }
+        long before = statusField(service.pid(), "voluntary_ctxt_switches") +
+                      statusField(service.pid(), "nonvoluntary_ctxt_switches");
+        std::this_thread::sleep_for(std::chrono::seconds(3));
+        long after = statusField(service.pid(), "voluntary_ctxt_switches") +
+                     statusField(service.pid(), "nonvoluntary_ctxt_switches");
+        if (service.errorText().find("End of Stream", playing) != std::string::npos) {
+            state.SkipWithError("the clip ended inside the measurement");
+            return;
+        }
+        state.counters["wakeups_per_s"] = static_cast<double>(after - before) / 3.0;
+    }
+    state.counters["rss_kB"] = static_cast<double>(statusField(service.pid(), "VmRSS"));
+}
+
 } // namespace
 
+BENCHMARK(switchGap)->Iterations(1)->Unit(benchmark::kSecond);
+BENCHMARK(supervisorWhilePlaying)->Iterations(1)->Unit(benchmark::kSecond);
 BENCHMARK(idleService)->Iterations(1)->Unit(benchmark::kSecond);
 BENCHMARK(identifyRoundTrip)->Iterations(1)->Unit(benchmark::kMillisecond);
 
