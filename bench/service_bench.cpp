@@ -148,7 +148,8 @@ void switchGap(benchmark::State& state) {
     }
     state.counters["switches"] = static_cast<double>(total.size());
     state.counters["gap_median_ms"] = median(total);
-    state.counters["gap_max_ms"] = total.empty() ? 0 : *std::max_element(total.begin(), total.end());
+    state.counters["gap_max_ms"] =
+        total.empty() ? 0 : *std::max_element(total.begin(), total.end());
     state.counters["to_new_player_ready_ms"] = median(toFirstState);
     state.counters["ready_to_playing_ms"] = median(firstStateToPlaying);
 }

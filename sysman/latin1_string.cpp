@@ -25,17 +25,7 @@ Latin1String Latin1String::fromUtf8(const char* s) {
     Latin1String result;
     if (!s || s[0] == 0)
         return result;
-    auto start = reinterpret_cast<const unsigned char*>(s);
-    uint32_t unit;
-    std::size_t n = 0;
-    for (const unsigned char* p = start; *p != 0; p = readUtf8Unit(p, &unit))
-        ++n;
-    char* out = result.buffer(n);
-    for (const unsigned char* p = start; *p != 0;) {
-        p = readUtf8Unit(p, &unit);
-        *out++ = latin1Byte(unit);
-    }
-    result.commit(n);
+    decodeUtf8Into(s, result, latin1Byte);
     return result;
 }
 

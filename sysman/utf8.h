@@ -20,4 +20,21 @@ std::size_t encodeUtf8(const wchar_t* source, char* destination);
 // before that byte, which starts the next unit.
 const unsigned char* readUtf8Unit(const unsigned char* p, uint32_t* unit);
 
+// Decodes the UTF-8 text s (not null, not empty) into result, one output unit per decoded
+// unit as map gives it: a counting pass sizes the block exactly, a second pass fills it.
+template <typename StringType, typename Map>
+void decodeUtf8Into(const char* s, StringType& result, Map map) {
+    auto start = reinterpret_cast<const unsigned char*>(s);
+    uint32_t unit;
+    std::size_t n = 0;
+    for (const unsigned char* p = start; *p != 0; p = readUtf8Unit(p, &unit))
+        ++n;
+    auto* out = result.buffer(n);
+    for (const unsigned char* p = start; *p != 0;) {
+        p = readUtf8Unit(p, &unit);
+        *out++ = map(unit);
+    }
+    result.commit(n);
+}
+
 } // namespace sysman

@@ -23,18 +23,9 @@ WString WString::fromUtf8(const char* s) {
     WString result;
     if (!s || s[0] == 0)
         return result;
-    auto start = reinterpret_cast<const unsigned char*>(s);
-    uint32_t unit;
-    std::size_t n = 0;
-    for (const unsigned char* p = start; *p != 0; p = readUtf8Unit(p, &unit))
-        ++n;
-    wchar_t* out = result.buffer(n);
-    std::size_t i = 0;
-    for (const unsigned char* p = start; *p != 0; ++i) {
-        p = readUtf8Unit(p, &unit);
-        out[i] = static_cast<wchar_t>(unit == InvalidUtf8Unit ? 0xFFFD : unit);
-    }
-    result.commit(n);
+    decodeUtf8Into(s, result, [](uint32_t unit) {
+        return static_cast<wchar_t>(unit == InvalidUtf8Unit ? 0xFFFD : unit);
+    });
     return result;
 }
 

@@ -8,6 +8,15 @@
 
 namespace testsupport {
 
+void execProgram(const std::string& path, const std::vector<std::string>& args) {
+    std::vector<char*> argv = {const_cast<char*>(path.c_str())};
+    for (const std::string& arg : args)
+        argv.push_back(const_cast<char*>(arg.c_str()));
+    argv.push_back(nullptr);
+    execv(path.c_str(), argv.data());
+    _exit(127);
+}
+
 ProgramResult runProgram(const std::string& path, const std::vector<std::string>& args) {
     ProgramResult result;
     int out[2];
@@ -18,12 +27,7 @@ ProgramResult runProgram(const std::string& path, const std::vector<std::string>
     if (pid == 0) {
         dup2(out[1], 1);
         dup2(err[1], 2);
-        std::vector<char*> argv = {const_cast<char*>(path.c_str())};
-        for (const std::string& arg : args)
-            argv.push_back(const_cast<char*>(arg.c_str()));
-        argv.push_back(nullptr);
-        execv(path.c_str(), argv.data());
-        _exit(127);
+        execProgram(path, args);
     }
     close(out[1]);
     close(err[1]);

@@ -14,4 +14,7 @@ struct ProgramResult {
 
 ProgramResult runProgram(const std::string& path, const std::vector<std::string>& args);
 
+// In a forked child: replaces it with the program, or exits 127 when that fails.
+[[noreturn]] void execProgram(const std::string& path, const std::vector<std::string>& args);
+
 } // namespace testsupport

@@ -2,6 +2,7 @@
 #include "tests/support/service_process.h"
 
 #include "tests/support/control_client.h"
+#include "tests/support/program_run.h"
 
 #include <cerrno>
 #include <chrono>
@@ -73,12 +74,7 @@ bool ServiceProcess::start(const std::string& program, const std::string& workDi
         sigset_t none;
         sigemptyset(&none);
         sigprocmask(SIG_SETMASK, &none, nullptr);
-        std::vector<char*> argv = {const_cast<char*>(path.c_str())};
-        for (const std::string& arg : args)
-            argv.push_back(const_cast<char*>(arg.c_str()));
-        argv.push_back(nullptr);
-        execv(path.c_str(), argv.data());
-        _exit(127);
+        execProgram(path, args);
     }
     close(inputPair[1]);
     close(errorPipe[1]);
