@@ -12,6 +12,9 @@
 #include <cstdio>
 #include <fstream>
 #include <string>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -92,6 +95,43 @@ void identifyRoundTrip(benchmark::State& state) {
     state.counters["max_us"] = micros.back();
 }
 
+// The machine's floor for the round trip: a bare SEQPACKET echo between two processes.
+void echoRoundTrip(benchmark::State& state) {
+    int pair[2];
+    if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, pair) != 0) {
+        state.SkipWithError("no socket pair");
+        return;
+    }
+    pid_t echo = fork();
+    if (echo == 0) {
+        close(pair[0]); // end of file once the parent closes its end
+        uint8_t buffer[4096];
+        ssize_t n;
+        while ((n = recv(pair[1], buffer, sizeof buffer, 0)) > 0)
+            (void)send(pair[1], buffer, static_cast<size_t>(n), MSG_EOR);
+        _exit(0);
+    }
+    close(pair[1]);
+    const uint8_t identify[] = {0xB1, 0xFB, 0x08, 0x00, 0x10, 0x01, 0x00, 0x00};
+    uint8_t reply[4096];
+    std::vector<double> micros;
+    for (auto _ : state) {
+        for (int i = 0; i < 10000; ++i) {
+            auto start = std::chrono::steady_clock::now();
+            (void)send(pair[0], identify, sizeof identify, MSG_EOR);
+            (void)recv(pair[0], reply, sizeof reply, 0);
+            micros.push_back(
+                std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start)
+                    .count());
+        }
+    }
+    close(pair[0]);
+    waitpid(echo, nullptr, 0);
+    std::sort(micros.begin(), micros.end());
+    state.counters["median_us"] = micros[micros.size() / 2];
+    state.counters["p99_us"] = micros[micros.size() * 99 / 100];
+}
+
 using Clock = std::chrono::steady_clock;
 
 double msBetween(Clock::time_point a, Clock::time_point b) {
@@ -103,15 +143,19 @@ double median(std::vector<double> values) {
     return values.empty() ? 0 : values[values.size() / 2];
 }
 
-// Plays a one-entry playlist of a clip from the build's media, with Play in force.
+// Plays a one-entry playlist of a clip, with Play in force. Entries are relative to the
+// playlist, so the clip is linked in beside it.
 bool playForever(benchmark::State& state, testsupport::ControlClient& client,
                  const std::string& clip) {
-    const std::string list = "/tmp/service-bench-" + std::to_string(getpid()) + ".txt";
-    std::ofstream(list) << clip << "\n";
+    const std::string dir = "/tmp/service-bench-" + std::to_string(getpid());
+    (void)mkdir(dir.c_str(), 0700);
+    (void)unlink((dir + "/clip.mp4").c_str());
+    (void)symlink(clip.c_str(), (dir + "/clip.mp4").c_str());
+    std::ofstream(dir + "/list.txt") << "clip.mp4\n";
     client.connect();
     client.send(testsupport::playModeRequest(1));
     client.receive(1000);
-    client.send(testsupport::loadPlaylistRequest(list, false));
+    client.send(testsupport::loadPlaylistRequest(dir + "/list.txt", false));
     bool ok = !client.receive(1000).empty();
     if (!ok)
         state.SkipWithError("the service did not take the playlist");
@@ -188,5 +232,6 @@ BENCHMARK(switchGap)->Iterations(1)->Unit(benchmark::kSecond);
 BENCHMARK(supervisorWhilePlaying)->Iterations(1)->Unit(benchmark::kSecond);
 BENCHMARK(idleService)->Iterations(1)->Unit(benchmark::kSecond);
 BENCHMARK(identifyRoundTrip)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(echoRoundTrip)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 BENCHMARK_MAIN();
