@@ -57,17 +57,17 @@ void playerLifecycle(benchmark::State& state) {
         }
         bool ok = child.waitForLog("Pipeline state changed from NULL to READY", 5000);
         auto ready = Clock::now();
-        ok = ok && child.waitForStatus('p', 5000);
+        ok = ok && child.waitForStatus("p", 5000);
         auto paused = Clock::now();
         child.send('g');
-        ok = ok && child.waitForStatus('g', 5000);
+        ok = ok && child.waitForStatus("g", 5000);
         auto playing = Clock::now();
         double cpuAtPlaying = procCpuMs(child.pid());
-        ok = ok && child.waitForStatus('e', 5000);
+        ok = ok && child.waitForStatus("e", 5000);
         auto ended = Clock::now();
         double cpuAtEnd = procCpuMs(child.pid());
         child.send('q');
-        ok = ok && child.waitForStatus('f', 5000);
+        ok = ok && child.waitForStatus("f", 5000);
         auto finished = Clock::now();
         int status = child.waitExit(5000);
         auto reaped = Clock::now();

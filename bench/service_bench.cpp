@@ -1,9 +1,6 @@
 // The running service, measured from outside: wake-ups and memory while idle, and the
 // round trip of an Identify request over the real socket.
-#include "tests/support/control_client.h"
-#include "tests/support/netns.h"
-#include "tests/support/requests.h"
-#include "tests/support/service_process.h"
+#include "tests/support/service.h"
 
 #include <benchmark/benchmark.h>
 
@@ -173,12 +170,12 @@ void switchGap(benchmark::State& state) {
         return;
     std::vector<double> total, toFirstState, firstStateToPlaying;
     for (auto _ : state) {
-        size_t offset = service.waitForError("End of Stream \n", 10000);
+        size_t offset = service.waitFor("End of Stream \n", 10000);
         for (int i = 0; i < 20 && offset != std::string::npos; ++i) {
             auto ended = Clock::now();
-            size_t ready = service.waitForError("from NULL to READY:", 10000, offset);
+            size_t ready = service.waitFor("from NULL to READY:", 10000, offset);
             auto firstState = Clock::now();
-            size_t playing = service.waitForError("from PAUSED to PLAYING:", 10000, ready);
+            size_t playing = service.waitFor("from PAUSED to PLAYING:", 10000, ready);
             auto nowPlaying = Clock::now();
             if (ready == std::string::npos || playing == std::string::npos) {
                 state.SkipWithError("the next clip did not start");
@@ -187,7 +184,7 @@ void switchGap(benchmark::State& state) {
             total.push_back(msBetween(ended, nowPlaying));
             toFirstState.push_back(msBetween(ended, firstState));
             firstStateToPlaying.push_back(msBetween(firstState, nowPlaying));
-            offset = service.waitForError("End of Stream \n", 10000, playing);
+            offset = service.waitFor("End of Stream \n", 10000, playing);
         }
     }
     state.counters["switches"] = static_cast<double>(total.size());
@@ -207,7 +204,7 @@ void supervisorWhilePlaying(benchmark::State& state) {
     if (!playForever(state, client, std::string(VIDEOD_BINARY_DIR) + "/demo/bars.mp4"))
         return;
     for (auto _ : state) {
-        size_t playing = service.waitForError("from PAUSED to PLAYING:", 10000);
+        size_t playing = service.waitFor("from PAUSED to PLAYING:", 10000);
         if (playing == std::string::npos) {
             state.SkipWithError("the clip did not start");
             return;
@@ -217,7 +214,7 @@ void supervisorWhilePlaying(benchmark::State& state) {
         std::this_thread::sleep_for(std::chrono::seconds(3));
         long after = statusField(service.pid(), "voluntary_ctxt_switches") +
                      statusField(service.pid(), "nonvoluntary_ctxt_switches");
-        if (service.errorText().find("End of Stream", playing) != std::string::npos) {
+        if (service.text().find("End of Stream", playing) != std::string::npos) {
             state.SkipWithError("the clip ended inside the measurement");
             return;
         }

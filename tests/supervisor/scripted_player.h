@@ -1,5 +1,5 @@
-// Scripted stand-ins for the player process, used by the supervisor's tests and benchmark.
-// The video's file name picks the script: the part before the first '-' or '.', so
+// Scripted stand-ins for the player process, for the supervisor's tests and benchmark. The
+// video's file name picks the script: the part before the first '-' or '.', so
 // "/tmp/x/plays-b.mp4" runs "plays". Every child appends what happens to it to a log file.
 #pragma once
 
@@ -7,18 +7,11 @@
 #include <vector>
 
 // Scripts:
-//   plays    answers "p"/"g" with the same report; "q" or a closed command pipe: "f", exit 0
-//   ends     as plays, but reports "e" right after "g"
-//   stops    answers every "p"/"g" with "q" (stopped on its own); exits on "q" like plays
-//   fails    reports "f" and exits 1 at once (file cannot be opened)
-//   crashes  dies by SIGKILL at once without a report
-//   quits    exits 0 at once without a report
-//   hangs    as plays, but ignores "q" and a closed command pipe, and never exits
-//   burst    writes "gef" at once and stays alive
-//   garbage  writes "x" at once, then as plays
-//   fds      logs its open descriptors, then as plays
-// Log lines, <name> being the file name without extension: "<name> start <width> <height>
-// <left> <top> <rotation>", "<name> cmd <byte>", "<name> fds <n> <n> ...".
+//   plays  answers "p"/"g" with the same report; "q" or a closed command pipe: "f", exit 0
+//   ends   as plays, but reports "e" right after "g"
+//   hangs  as plays, but ignores "q" and a closed command pipe, and never exits
+//   fails  reports "f" and exits 1 at once (file cannot be opened)
+// Log lines, <name> being the file name without extension: "<name> start", "<name> cmd <byte>".
 
 // Points playerEntry at the scripts and their log at logPath.
 void useScriptedPlayers(const std::string& logPath);

@@ -1,87 +1,142 @@
-// The service process: stop signals, the single-instance rule, and no descriptor that a
-// player process could inherit.
-#include "tests/support/service_fixture.h"
+// The whole service end to end: the real binary in a private network namespace, real player
+// processes on the stand-in elements, generated clips. Which clip plays is told by the caps
+// line each player prints: the clips differ in width.
+#include "tests/support/service.h"
 
-#include <cerrno>
 #include <csignal>
-#include <dirent.h>
-#include <fcntl.h>
 #include <fstream>
-#include <map>
-#include <sstream>
-#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
-using testsupport::bareMessage;
-using testsupport::ControlClient;
+using namespace testsupport;
 
-class Service : public testsupport::ServiceFixture {};
+// Ten times what a clip start takes on a loaded machine.
+constexpr int PlayTimeoutMs = 15000;
+const std::string ClipA = "width=(int)320,", ClipB = "width=(int)240,", ClipC = "width=(int)160,";
 
-class StopSignal : public testsupport::ServiceFixture, public ::testing::WithParamInterface<int> {};
+class Service : public ServiceFixture {
+  protected:
+    void SetUp() override {
+        ServiceFixture::SetUp();
+        if (!IsSkipped()) {
+            ASSERT_TRUE(client.connect());
+        }
+    }
+    void expectReply(const Bytes& request, uint8_t type, uint8_t code) {
+        EXPECT_EQ(ask(client, request), bareMessage(type, code));
+    }
+    // Playlist entries cannot leave the playlist's directory, so it lies beside the clips.
+    void load(const std::string& lines, bool stopCurrent = false) {
+        const std::string path = VIDEOD_BINARY_DIR "/media/list-" + std::to_string(getpid());
+        std::ofstream(path) << lines;
+        expectReply(loadPlaylistRequest(path, stopCurrent), 48, 2);
+        unlink(path.c_str());
+    }
+    // Waits for each text in turn, each after the one before; returns the last position.
+    size_t expectInOrder(std::initializer_list<std::string> texts, size_t at = 0) {
+        for (const std::string& text : texts) {
+            at = service.waitFor(text, PlayTimeoutMs, at);
+            EXPECT_NE(at, std::string::npos) << "no " << text << " in\n" << service.text();
+            if (at++ == std::string::npos)
+                return at;
+        }
+        return at;
+    }
 
-TEST_P(StopSignal, EndsTheServiceWithStatusZeroAndTheMessageOnDescriptorZero) {
     ControlClient client;
-    ASSERT_TRUE(client.connect());
-    EXPECT_EQ(service.stop(GetParam()), 0);
-    EXPECT_EQ(service.inputText(), "Video sigint\n");
-    // The empty playlist at start-up is the only thing it reports.
-    EXPECT_EQ(service.errorText(), "Could not load any videos \n");
-    EXPECT_FALSE(client.connect()) << "the socket name is free again";
-}
+};
 
-INSTANTIATE_TEST_SUITE_P(IntAndTerm, StopSignal, ::testing::Values(SIGINT, SIGTERM));
-
-TEST_F(Service, SecondInstanceExitsOneAndLeavesTheFirstServing) {
-    testsupport::ServiceProcess second;
+TEST_F(Service, StopSignalEndsAnIdleServiceAndASecondInstanceIsRefused) {
+    ServiceProcess second;
     ASSERT_TRUE(second.start());
-    EXPECT_EQ(second.waitExit(5000), 1);
-    EXPECT_EQ(second.errorText(), "Binding to service address: Address already in use\n"
-                                  "Is the service already running?\n");
-    EXPECT_EQ(second.inputText(), "");
-
-    ControlClient client;
-    ASSERT_TRUE(client.connect());
-    EXPECT_EQ(ask(client, bareMessage(17, 1)), bareMessage(17, 3));
+    EXPECT_EQ(second.waitExit(10000), 1);
+    EXPECT_EQ(second.text(), "Binding to service address: Address already in use\n"
+                             "Is the service already running?\n");
+    EXPECT_EQ(service.stop(SIGINT), 0);
+    EXPECT_EQ(service.text(ServiceProcess::Input), "Video sigint\n");
+    EXPECT_EQ(service.text(), "Could not load any videos \n");
 }
 
-// Flags of each open descriptor of a process, from /proc/PID/fdinfo.
-std::map<int, unsigned long> descriptorFlags(pid_t pid) {
-    std::map<int, unsigned long> flags;
-    std::string dir = "/proc/" + std::to_string(pid) + "/fdinfo";
-    DIR* listing = opendir(dir.c_str());
-    while (listing && (errno = 0, true)) {
-        struct dirent* entry = readdir(listing);
-        if (!entry)
-            break;
-        if (entry->d_name[0] == '.')
-            continue;
-        std::ifstream info(dir + "/" + entry->d_name);
-        std::string key;
-        std::string value;
-        while (info >> key >> value)
-            if (key == "flags:")
-                flags[atoi(entry->d_name)] = std::stoul(value, nullptr, 8);
-    }
-    if (listing)
-        closedir(listing);
-    return flags;
+TEST_F(Service, ErrorRepliesAreByteExactAndChangeNothing) {
+    const Bytes i4 = int32Field(4);
+    const struct {
+        Bytes request;
+        uint8_t type, code;
+    } rows[] = {
+        {request(49, {Bytes{3}}), 49, 5},
+        {request(49, {Bytes{1, 0}}), 49, 5},
+        {request(49, {}), 49, 5},
+        {request(32, {Bytes{1, 2}}), 32, 5},
+        {request(32, {i4, i4, i4, i4, i4}), 32, 5},
+        {request(48, {}), 48, 5},
+        {request(48, {wideField("/x"), Bytes{1, 1}}), 48, 5},
+        {request(17, {}), 17, 3},
+        {request(255, {}), 255, 3},
+        {Bytes{0xB1, 0xFB, 8, 0, 50, 7, 0, 0}, 50, 2},
+        {displayRequest(1, 2, 3, 4, 1), 32, 2},
+        {request(32, {}), 32, 2},
+        {loadPlaylistRequest("/nowhere/list", false), 48, 2},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(ask(client, row.request), bareMessage(row.type, row.code)) << int(row.type);
+    EXPECT_NE(service.waitFor("Couldn't open playlist\n", 5000), std::string::npos);
+    EXPECT_TRUE(service.children().empty());
 }
 
-TEST_F(Service, EveryDescriptorBeyondTheStandardThreeIsCloseOnExec) {
-    ControlClient clients[3];
-    for (ControlClient& client : clients) {
-        ASSERT_TRUE(client.connect());
-        ASSERT_EQ(ask(client, bareMessage(17, 1)), bareMessage(17, 3));
-    }
-    std::map<int, unsigned long> flags = descriptorFlags(service.pid());
-    EXPECT_GE(flags.size(), 3u + 4u); // standard three, listener, three clients
-    for (const auto& [fd, value] : flags) {
-        if (fd <= 2)
-            continue;
-        EXPECT_TRUE(value & O_CLOEXEC) << "descriptor " << fd;
-        EXPECT_TRUE(value & O_NONBLOCK) << "descriptor " << fd;
-    }
+TEST_F(Service, PlaysTheListInOrderSkippingBadEntriesAndWrapsAround) {
+    expectReply(playModeRequest(1), 49, 2);
+    load("missing.mp4\nclip-b.mp4\r\n:clip-a.mp4\nclip-mpeg4.mp4\ntruncated.mp4\nempty.mp4\n"
+         "not-a-video.mp4\nclip-c.mp4\n");
+    expectInOrder({"Couldn't open the video\n", ClipB, "End of Stream \n", ClipC, ClipB});
+}
+
+TEST_F(Service, FollowsPauseNextPlayAndStop) {
+    load("clip-a.mp4\nclip-b.mp4\nclip-c.mp4\n");
+    size_t at = expectInOrder({ClipA, "to PAUSED:"});
+    EXPECT_EQ(service.waitFor("to PLAYING:", 500, at), std::string::npos);
+    expectReply(playModeRequest(1), 49, 2);
+    at = expectInOrder({"from PAUSED to PLAYING:"}, at);
+    expectReply(playModeRequest(2), 49, 2);
+    at = expectInOrder({"from PLAYING to PAUSED:"}, at);
+
+    // Next while paused: the second clip starts paused; next while playing: the third plays.
+    expectReply(nextRequest(), 50, 2);
+    at = expectInOrder({ClipB, "to PAUSED:"}, at);
+    EXPECT_EQ(service.waitFor("to PLAYING:", 1000, at), std::string::npos);
+    expectReply(playModeRequest(1), 49, 2);
+    at = expectInOrder({"to PLAYING:"}, at);
+    expectReply(nextRequest(), 50, 2);
+    at = expectInOrder({ClipC, "to PLAYING:"}, at);
+
+    // Stop ends the player and nothing starts; Next then skips one entry for the next Play.
+    expectReply(playModeRequest(0), 49, 2);
+    for (int i = 0; i < 200 && !service.children().empty(); ++i)
+        usleep(50000);
+    EXPECT_TRUE(service.children().empty());
+    at = service.text().size();
+    EXPECT_EQ(service.waitFor("file caps", 1000, at), std::string::npos);
+    expectReply(nextRequest(), 50, 2);
+    expectReply(playModeRequest(1), 49, 2);
+    expectInOrder({"file caps", ClipB}, at);
+    EXPECT_EQ(service.text().find(ClipA, at), std::string::npos);
+}
+
+TEST_F(Service, LoadWithStopEndsTheClipAndStopSignalLeavesNoPlayer) {
+    expectReply(playModeRequest(1), 49, 2);
+    load("clip-a.mp4\n");
+    size_t at = expectInOrder({"to PLAYING:"});
+    load("clip-c.mp4\n", true);
+    expectInOrder({ClipC, "to PLAYING:"}, at);
+    EXPECT_EQ(service.text().find("End of Stream", at), std::string::npos)
+        << "the first clip was stopped, not played to its end";
+    std::vector<pid_t> players = service.children();
+    ASSERT_EQ(players.size(), 1u);
+    EXPECT_EQ(service.stop(SIGTERM), 0);
+    struct stat info;
+    EXPECT_NE(stat(("/proc/" + std::to_string(players[0])).c_str(), &info), 0)
+        << "the player process is gone, not even a zombie";
 }
 
 } // namespace
