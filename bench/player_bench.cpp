@@ -1,7 +1,7 @@
 // Start, command and stop latencies of a player process on a short clip, its CPU use while
 // playing, and the cost of the steps that make them up (GStreamer start-up, discovery).
+#include "bench/player_child.h"
 #include "player/media_pipeline.h"
-#include "tests/player/player_child.h"
 
 #include <benchmark/benchmark.h>
 #include <gst/gst.h>

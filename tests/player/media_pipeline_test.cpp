@@ -10,43 +10,37 @@
 
 namespace {
 
-class MediaPipelineTest : public testing::Test {
-  protected:
-    static void SetUpTestSuite() {
-        gst_registry_fork_set_enabled(FALSE);
-        gst_init(nullptr, nullptr);
-    }
-};
-
-TEST_F(MediaPipelineTest, DisplaySettingsBecomeSinkProperties) {
+TEST(MediaPipeline, DisplaySettingsBecomeSinkProperties) {
+    gst_registry_fork_set_enabled(FALSE);
+    gst_init(nullptr, nullptr);
     const struct {
         DisplaySettings display;
-        gint width, height, left, top, rotate;
+        std::vector<gint> properties; // width, height, left, top, rotation
     } rows[] = {
-        {{720, 576, 10, 20, 0}, 720, 576, 10, 20, 0},
-        {{721, 0, 10, 20, 1}, 728, 0, 7, 20, 90},
-        {{724, 577, 10, 20, 2}, 728, 584, 8, 17, 180},
-        {{727, 579, 10, 20, 3}, 728, 584, 10, 18, 270},
-        {{-3, -8, 0, 0, 4}, 0, -8, -1, 0, 0},
+        {{720, 576, 10, 20, 0}, {720, 576, 10, 20, 0}},
+        {{721, 0, 10, 20, 1}, {728, 0, 7, 20, 90}},
+        {{724, 577, 10, 20, 2}, {728, 584, 8, 17, 180}},
+        {{727, 579, 10, 20, 3}, {728, 584, 10, 18, 270}},
+        {{-3, -8, 0, 0, 4}, {0, -8, -1, 0, 0}},
     };
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.width);
         MediaPipeline media;
         media.display = row.display;
         ASSERT_EQ(media.create(), 1);
         media.applyDisplaySettings();
-        gint width = 0, height = 0, left = 0, top = 0, rotate = 0;
-        g_object_get(media.sink, "disp-width", &width, "disp-height", &height, "axis-left", &left,
-                     "axis-top", &top, "rotate", &rotate, nullptr);
+        std::vector<gint> got(5);
+        g_object_get(media.sink, "disp-width", &got[0], "disp-height", &got[1], "axis-left",
+                     &got[2], "axis-top", &got[3], "rotate", &got[4], nullptr);
         media.teardown();
-        EXPECT_EQ(std::vector<gint>({width, height, left, top, rotate}),
-                  std::vector<gint>({row.width, row.height, row.left, row.top, row.rotate}));
+        EXPECT_EQ(got, row.properties);
     }
 }
 
 // Commands fired from the main thread until the worker has finished: each stop must end the
 // run wherever it lands, and no command may touch the pipeline after its release.
-TEST_F(MediaPipelineTest, StopAtAnyMomentEndsTheRun) {
+TEST(MediaPipeline, StopAtAnyMomentEndsTheRun) {
+    gst_registry_fork_set_enabled(FALSE);
+    gst_init(nullptr, nullptr);
     for (int delayMs = 0; delayMs <= 150; delayMs += 10) {
         Player player;
         ASSERT_TRUE(player.start(VIDEOD_BINARY_DIR "/media/short.mp4", DisplaySettings{}));

@@ -1,5 +1,5 @@
 // Forks and watches a player process for tests and benchmarks.
-#include "tests/player/player_child.h"
+#include "bench/player_child.h"
 
 #include "player/player_process.h"
 
