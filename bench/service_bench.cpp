@@ -69,7 +69,7 @@ void identifyRoundTrip(benchmark::State& state) {
     if (!startService(state, service))
         return;
     testsupport::ControlClient client;
-    client.connect();
+    client.open();
     const Bytes identify = {0xB1, 0xFB, 0x08, 0x00, 0x10, 0x01, 0x00, 0x00};
     std::vector<double> micros;
     for (auto _ : state) {
@@ -149,7 +149,7 @@ bool playForever(benchmark::State& state, testsupport::ControlClient& client,
     (void)unlink((dir + "/clip.mp4").c_str());
     (void)symlink(clip.c_str(), (dir + "/clip.mp4").c_str());
     std::ofstream(dir + "/list.txt") << "clip.mp4\n";
-    client.connect();
+    client.open();
     client.send(testsupport::playModeRequest(1));
     client.receive(1000);
     client.send(testsupport::loadPlaylistRequest(dir + "/list.txt", false));

@@ -11,11 +11,17 @@
 #include <unistd.h>
 
 ControlConnection::~ControlConnection() {
+    close();
+}
+
+void ControlConnection::close() {
     if (fd >= 0)
-        (void)close(fd);
+        (void)::close(fd);
+    fd = -1;
 }
 
 bool ControlConnection::open() {
+    close();
     fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
     if (fd < 0)
         return false;

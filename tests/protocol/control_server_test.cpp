@@ -15,16 +15,16 @@ class ControlServerTest : public testsupport::ServiceFixture {};
 TEST_F(ControlServerTest, ThreeSlotsServeAndAFourthClientWaitsForOne) {
     ControlClient clients[3], fourth;
     for (ControlClient& client : clients) {
-        ASSERT_TRUE(client.connect());
+        ASSERT_TRUE(client.open());
         ASSERT_EQ(ask(client, bareMessage(17, 1)), bareMessage(17, 3));
     }
-    ASSERT_TRUE(fourth.connect()); // taken by the listen queue, not yet by a slot
+    ASSERT_TRUE(fourth.open()); // taken by the listen queue, not yet by a slot
     EXPECT_TRUE(ask(fourth, bareMessage(18, 1), 300).empty());
-    clients[0].disconnect();
+    clients[0].close();
     EXPECT_EQ(fourth.receive(2000), bareMessage(18, 3));
     for (int round = 0; round < 5; ++round) { // a slot freed by a client that left is reused
-        fourth.disconnect();
-        ASSERT_TRUE(fourth.connect());
+        fourth.close();
+        ASSERT_TRUE(fourth.open());
         ASSERT_EQ(ask(fourth, bareMessage(19, 1)), bareMessage(19, 3)) << round;
     }
     EXPECT_EQ(ask(clients[2], bareMessage(20, 1)), bareMessage(20, 3));
@@ -32,7 +32,7 @@ TEST_F(ControlServerTest, ThreeSlotsServeAndAFourthClientWaitsForOne) {
 
 TEST_F(ControlServerTest, AnswersRequestsInOrderAndIgnoresMalformedDatagrams) {
     ControlClient client;
-    ASSERT_TRUE(client.connect());
+    ASSERT_TRUE(client.open());
     for (const Bytes& malformed :
          {Bytes{0xB2, 0xFB, 8, 0, 17, 1, 0, 0}, Bytes{0xB1, 0xFB, 8, 0, 17, 1, 1, 0}, Bytes{0xB1},
           Bytes(5000, 0xB1), bareMessage(17, 2), bareMessage(16, 2)})

@@ -21,7 +21,7 @@ class Service : public ServiceFixture {
     void SetUp() override {
         ServiceFixture::SetUp();
         if (!IsSkipped()) {
-            ASSERT_TRUE(client.connect());
+            ASSERT_TRUE(client.open());
         }
     }
     void expectReply(const Bytes& request, uint8_t type, uint8_t code) {
@@ -75,7 +75,7 @@ TEST_F(Service, ErrorRepliesAreByteExactAndChangeNothing) {
         {request(17, {}), 17, 3},
         {request(255, {}), 255, 3},
         {Bytes{0xB1, 0xFB, 8, 0, 50, 7, 0, 0}, 50, 2},
-        {displayRequest(1, 2, 3, 4, 1), 32, 2},
+        {request(32, {i4, i4, i4, i4, Bytes{1}}), 32, 2},
         {request(32, {}), 32, 2},
         {loadPlaylistRequest("/nowhere/list", false), 48, 2},
     };
@@ -102,12 +102,12 @@ TEST_F(Service, FollowsPauseNextPlayAndStop) {
     at = expectInOrder({"from PLAYING to PAUSED:"}, at);
 
     // Next while paused: the second clip starts paused; next while playing: the third plays.
-    expectReply(nextRequest(), 50, 2);
+    expectReply(request(50, {}), 50, 2);
     at = expectInOrder({ClipB, "to PAUSED:"}, at);
     EXPECT_EQ(service.waitFor("to PLAYING:", 1000, at), std::string::npos);
     expectReply(playModeRequest(1), 49, 2);
     at = expectInOrder({"to PLAYING:"}, at);
-    expectReply(nextRequest(), 50, 2);
+    expectReply(request(50, {}), 50, 2);
     at = expectInOrder({ClipC, "to PLAYING:"}, at);
 
     // Stop ends the player and nothing starts; Next then skips one entry for the next Play.
@@ -117,7 +117,7 @@ TEST_F(Service, FollowsPauseNextPlayAndStop) {
     EXPECT_TRUE(service.children().empty());
     at = service.text().size();
     EXPECT_EQ(service.waitFor("file caps", 1000, at), std::string::npos);
-    expectReply(nextRequest(), 50, 2);
+    expectReply(request(50, {}), 50, 2);
     expectReply(playModeRequest(1), 49, 2);
     expectInOrder({"file caps", ClipB}, at);
     EXPECT_EQ(service.text().find(ClipA, at), std::string::npos);

@@ -1,6 +1,8 @@
-// A raw client of the control socket for tests, and the wire bytes of the service's requests
-// built by hand, so that tests check the protocol itself.
+// A client of the control socket for tests, and the wire bytes of the service's requests built
+// by hand, so that tests check the protocol itself.
 #pragma once
+
+#include "tools/control_connection.h"
 
 #include <cstdint>
 #include <string>
@@ -10,25 +12,19 @@ namespace testsupport {
 
 using Bytes = std::vector<uint8_t>;
 
-class ControlClient {
+class ControlClient : public ControlConnection {
   public:
-    ControlClient() = default;
-    ControlClient(const ControlClient&) = delete;
-    ControlClient& operator=(const ControlClient&) = delete;
-    ~ControlClient() { disconnect(); }
-
-    bool connect();
-    void disconnect();
-    bool send(const Bytes& datagram);
+    bool send(const Bytes& datagram) {
+        return ControlConnection::send(datagram.data(), static_cast<int32_t>(datagram.size()));
+    }
     // One datagram, or an empty vector when none arrived within the time-out.
-    Bytes receive(int timeoutMs);
-
-  private:
-    int socketFd = -1;
+    Bytes receive(int timeoutMs) {
+        Bytes reply;
+        return ControlConnection::receive(reply, timeoutMs) ? reply : Bytes{};
+    }
 };
 
-// A message of the given type with code 1 and these raw fields; with no fields and code
-// given, the bare 8-byte message.
+// A message of the given type with code 1 and these raw fields; the bare 8-byte message.
 Bytes request(uint8_t type, const std::vector<Bytes>& fields);
 Bytes bareMessage(uint8_t type, uint8_t code);
 Bytes int32Field(int32_t value);
@@ -36,7 +32,5 @@ Bytes int32Field(int32_t value);
 Bytes wideField(const std::string& text);
 Bytes loadPlaylistRequest(const std::string& path, bool stopCurrent);
 Bytes playModeRequest(uint8_t mode); // 1 play, 0 stop, 2 pause
-Bytes nextRequest();
-Bytes displayRequest(int32_t width, int32_t height, int32_t left, int32_t top, uint8_t rotation);
 
 } // namespace testsupport

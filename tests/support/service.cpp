@@ -76,7 +76,7 @@ bool ServiceProcess::waitUntilListening() {
     for (auto deadline = Clock::now() + std::chrono::seconds(10); Clock::now() < deadline;
          usleep(10000)) {
         ControlClient probe;
-        if (probe.connect())
+        if (probe.open())
             return true;
     }
     return false;
