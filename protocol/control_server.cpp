@@ -92,16 +92,24 @@ void clearClientSlots() {
 }
 
 void serviceControlServer(sysman::WaitSet& waitSet) {
-    waitSet.addRead(controlServer.listenFd);
+    bool slotFree = false;
     for (int slot = 0; slot < ClientSlotCount; ++slot) {
         if (controlServer.clientFds[slot] < 0)
             acceptInto(slot);
-        if (controlServer.clientFds[slot] < 0)
+        if (controlServer.clientFds[slot] < 0) {
+            slotFree = true;
             continue;
+        }
         receiveFrom(slot);
         if (controlServer.clientFds[slot] >= 0)
             waitSet.addRead(controlServer.clientFds[slot]);
+        else
+            slotFree = true;
     }
+    // A connection waiting for a slot keeps the listening socket readable: watched while every
+    // slot is taken, it would end each wait at once.
+    if (slotFree)
+        waitSet.addRead(controlServer.listenFd);
 }
 
 void closeControlServer() {

@@ -30,13 +30,13 @@ void installHandler(int signal, void (*handler)(int)) {
 
 // SIGCHLD, SIGINT and SIGTERM are delivered only inside the wait, where the loop unblocks
 // them; so a stop signal cannot slip in between the flag test and the sleep.
-void blockLoopSignals() {
-    sigset_t blocked;
-    sigemptyset(&blocked);
-    sigaddset(&blocked, SIGCHLD);
-    sigaddset(&blocked, SIGINT);
-    sigaddset(&blocked, SIGTERM);
-    (void)sigprocmask(SIG_BLOCK, &blocked, nullptr);
+void setLoopSignals(int how) {
+    sigset_t loopSignals;
+    sigemptyset(&loopSignals);
+    sigaddset(&loopSignals, SIGCHLD);
+    sigaddset(&loopSignals, SIGINT);
+    sigaddset(&loopSignals, SIGTERM);
+    (void)sigprocmask(how, &loopSignals, nullptr);
 }
 
 } // namespace
@@ -48,7 +48,7 @@ int main() {
     (void)signal(SIGPIPE, SIG_IGN);
     installHandler(SIGINT, onStopSignal);
     installHandler(SIGTERM, onStopSignal);
-    blockLoopSignals();
+    setLoopSignals(SIG_BLOCK);
     installHandler(SIGCHLD, onChildSignal);
 
     initController(&waitSet);
@@ -67,6 +67,8 @@ int main() {
         stepController();
         waitSet.wait();
     }
+    // A further stop signal during shutdown says so again and changes nothing.
+    setLoopSignals(SIG_UNBLOCK);
 
     clearClientSlots();
     closeControlServer();

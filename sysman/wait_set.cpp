@@ -48,7 +48,7 @@ void WaitSet::lowerTimeoutToTime(time_t deadline) {
         return;
     }
     int64_t remaining = static_cast<int64_t>(deadline) - static_cast<int64_t>(now);
-    if (remaining * 1000000 > static_cast<int64_t>(UINT32_MAX))
+    if (remaining > static_cast<int64_t>(UINT32_MAX / 1000000))
         return;
     lowerTimeout(static_cast<uint32_t>(remaining * 1000000));
 }
@@ -69,6 +69,11 @@ void WaitSet::wait() {
         sleep.tv_nsec = static_cast<long>(timeout % 1000000u) * 1000;
         (void)pselect(nfds, &readSet, &writeSet, &exceptSet, &sleep, &mask);
     }
+    // pselect delivers a pending signal only when it returns for that signal: one that came
+    // while a descriptor was ready, or while no sleep was asked for, is delivered here.
+    sigset_t outside;
+    (void)pthread_sigmask(SIG_SETMASK, &mask, &outside);
+    (void)pthread_sigmask(SIG_SETMASK, &outside, nullptr);
     reset();
 }
 
