@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -25,6 +26,8 @@ void initPlayerProcess(PlayerProcess& player) {
     player.status = PlayerStatus::Gone;
     player.stopTime = 0;
     player.stopPending = false;
+    player.launchTime = 0;
+    player.reported = false;
     player.pid = 0;
     player.commandFd = -1;
     player.statusFd = -1;
@@ -54,9 +57,14 @@ static void closePipe(const int ends[2]) {
     (void)close(ends[1]);
 }
 
-// Runs in the new child: keep only 0, 1, 2 and the two pipe ends, then become the player.
-[[noreturn]] static void startChild(const int commandPipe[2], const int statusPipe[2],
-                                    const std::string& path, const DisplaySettings& display) {
+// Runs in the new child: die with the supervisor, keep only 0, 1, 2 and the two pipe ends,
+// then become the player.
+[[noreturn]] static void startChild(pid_t supervisor, const int commandPipe[2],
+                                    const int statusPipe[2], const std::string& path,
+                                    const DisplaySettings& display) {
+    // A supervisor that died before the request was made is no longer the parent.
+    if (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0 || getppid() != supervisor)
+        _exit(1);
     (void)close(commandPipe[1]);
     (void)close(statusPipe[0]);
     (void)fcntl(commandPipe[0], F_SETFD, 0);
@@ -89,6 +97,7 @@ bool launchPlayer(PlayerProcess& player, const std::string& path, const DisplayS
         return false;
     }
 
+    const pid_t supervisor = getpid();
     pid_t pid = fork();
     if (pid < 0) {
         fputs("Process could not be created", stderr);
@@ -97,11 +106,12 @@ bool launchPlayer(PlayerProcess& player, const std::string& path, const DisplayS
         return false;
     }
     if (pid == 0)
-        startChild(commandPipe, statusPipe, path, display);
+        startChild(supervisor, commandPipe, statusPipe, path, display);
 
     (void)close(commandPipe[0]);
     (void)close(statusPipe[1]);
     player.status = PlayerStatus::Stopped;
+    player.launchTime = sysman::nowMs();
     player.pid = pid;
     player.commandFd = commandPipe[1];
     player.statusFd = statusPipe[0];
@@ -136,6 +146,11 @@ PlayerStatus playerStatus(const PlayerProcess& player) {
     return player.status;
 }
 
+bool startOverdue(const PlayerProcess& player) {
+    return player.pid != 0 && !player.reported && !player.stopPending &&
+           sysman::elapsedMs(player.launchTime) > StartReportMs;
+}
+
 static void applyReport(PlayerProcess& player, char report) {
     switch (report) {
     case ReportStopped:
@@ -163,9 +178,10 @@ static void applyReport(PlayerProcess& player, char report) {
 static void readReport(PlayerProcess& player) {
     char report;
     ssize_t count = read(player.statusFd, &report, 1);
-    if (count == 1)
+    if (count == 1) {
+        player.reported = true;
         applyReport(player, report);
-    else if (count == 0)
+    } else if (count == 0)
         player.status = PlayerStatus::Gone; // the pipes stay open until the child is reaped
     else if (errno != EAGAIN)
         fputs("reading status pipe", stderr);
@@ -192,5 +208,8 @@ void pollPlayer(PlayerProcess& player, sysman::WaitSet& waitSet) {
     // A hung child neither writes nor exits, so nothing else may wake the loop: wake it once
     // the deadline (the first millisecond past the grace period) has come.
     if (player.stopPending && waitSet.lowerTimeoutToPeriod(player.stopTime, StopGraceMs + 1))
+        waitSet.lowerTimeout(0);
+    if (player.pid != 0 && !player.reported && !player.stopPending &&
+        waitSet.lowerTimeoutToPeriod(player.launchTime, StartReportMs + 1))
         waitSet.lowerTimeout(0);
 }

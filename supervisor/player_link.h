@@ -12,14 +12,18 @@
 
 // A child that has not exited this long after the last stop command is killed.
 constexpr uint32_t StopGraceMs = 2000;
+// A child that has not reported this long after its launch is overdue (see startOverdue).
+constexpr uint32_t StartReportMs = 10000;
 
 struct PlayerProcess {
     PlayerStatus status;
-    uint32_t stopTime; // nowMs when the last stop command went to a live child
-    bool stopPending;  // a stop went to the current child, which has not been reaped since
-    pid_t pid;         // 0 when there is no child
-    int commandFd;     // write end of the command pipe; -1 when none
-    int statusFd;      // read end of the status pipe; -1 when none
+    uint32_t stopTime;   // nowMs when the last stop command went to a live child
+    bool stopPending;    // a stop went to the current child, which has not been reaped since
+    uint32_t launchTime; // nowMs when the current child was forked
+    bool reported;       // the current child has sent at least one report
+    pid_t pid;           // 0 when there is no child
+    int commandFd;       // write end of the command pipe; -1 when none
+    int statusFd;        // read end of the status pipe; -1 when none
 
     // Static construction and process exit; the destructor kills and reaps a live child.
     PlayerProcess();
@@ -45,6 +49,10 @@ void sendPause(PlayerProcess& player);
 // Also starts the stop grace period when a child exists.
 void sendStop(PlayerProcess& player);
 PlayerStatus playerStatus(const PlayerProcess& player);
+// True for a live child that was not told to stop and has not reported within StartReportMs
+// of its launch: hung before its first state change.
+bool startOverdue(const PlayerProcess& player);
 // Once per loop pass: reads at most one report, reaps an ended child, kills one whose grace
-// period has run out, and registers what the wait must watch for this child.
+// period has run out, and registers what the wait must watch for this child, waking it for
+// the grace period's and the first report's deadlines.
 void pollPlayer(PlayerProcess& player, sysman::WaitSet& waitSet);
