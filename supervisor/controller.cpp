@@ -1,12 +1,17 @@
 // Playback controller: launch loop over the circular playlist, requests, and the phase machine.
 #include "supervisor/controller.h"
 
+#include "sysman/clock.h"
+
+#include <algorithm>
 #include <cstdio>
 
 PlaybackController controller;
 
 // The controller runs again within a millisecond while it waits for a child to go.
 static constexpr uint32_t StoppingPollUs = 1000;
+static constexpr uint32_t FirstBackoffMs = 1000;
+static constexpr uint32_t MaxBackoffMs = 30000;
 
 void initController(sysman::WaitSet* waitSet) {
     controller.waitSet = waitSet;
@@ -17,6 +22,31 @@ void initController(sysman::WaitSet* waitSet) {
     controller.display = DisplaySettings{};
     controller.playlist.clear();
     controller.index = 0;
+    resetBackoff();
+}
+
+void resetBackoff() {
+    controller.launchesWithoutPlay = 0;
+    controller.backoffMs = 0;
+    controller.backingOff = false;
+}
+
+// True while the wait after a round without any clip that played is still running.
+static bool backingOff() {
+    if (controller.launchesWithoutPlay < controller.playlist.size())
+        return false;
+    if (!controller.backingOff) {
+        controller.backoffMs = controller.backoffMs == 0
+                                   ? FirstBackoffMs
+                                   : std::min(2 * controller.backoffMs, MaxBackoffMs);
+        controller.backoffStart = sysman::nowMs();
+        controller.backingOff = true;
+    }
+    if (!controller.waitSet->lowerTimeoutToPeriod(controller.backoffStart, controller.backoffMs))
+        return true;
+    controller.backingOff = false;
+    controller.launchesWithoutPlay = 0;
+    return false;
 }
 
 void lowerControllerTimeout(uint32_t microseconds) {
@@ -43,6 +73,7 @@ static void launchNext() {
                                      controller.display);
         advanceIndex();
         if (launched) {
+            ++controller.launchesWithoutPlay;
             controller.requestPending = true; // the new child gets the request next step
             controller.phase = ControllerPhase::Running;
             lowerControllerTimeout(0);
@@ -59,7 +90,8 @@ static void stepIdle() {
         fail();
         return;
     }
-    launchNext();
+    if (!backingOff())
+        launchNext();
 }
 
 static void beginStopping() {
@@ -101,6 +133,8 @@ static void stepRunning() {
             return;
     }
     PlayerStatus status = playerStatus(controller.player);
+    if (status == PlayerStatus::Paused || status == PlayerStatus::Playing)
+        resetBackoff();
     if (status == PlayerStatus::Ended) {
         beginStopping();
     } else if (status == PlayerStatus::Gone) {
@@ -118,8 +152,23 @@ static void stepStopping() {
     }
 }
 
+// Next: the current child stops and the following entry plays under the same request.
+static void skipCurrent() {
+    lowerControllerTimeout(0);
+    controller.requestPending = true;
+    if (controller.request == PlaybackRequest::Play)
+        controller.request = PlaybackRequest::SkipThenPlay;
+    else if (controller.request == PlaybackRequest::Pause)
+        controller.request = PlaybackRequest::SkipThenPause;
+    else
+        advanceIndex();
+}
+
 void stepController() {
     pollPlayer(controller.player, *controller.waitSet);
+    // A child hung before its first report is skipped as a client's Next would skip it.
+    if (controller.phase == ControllerPhase::Running && startOverdue(controller.player))
+        skipCurrent();
     switch (controller.phase) {
     case ControllerPhase::Idle:
         stepIdle();
@@ -138,18 +187,15 @@ void stepController() {
 }
 
 void setRequest(int value) {
-    lowerControllerTimeout(0);
-    controller.requestPending = true;
-    if (value != static_cast<int>(PlaybackRequest::Next)) {
-        controller.request = static_cast<PlaybackRequest>(value);
+    if (value != static_cast<int>(PlaybackRequest::Stop))
+        resetBackoff();
+    if (value == static_cast<int>(PlaybackRequest::Next)) {
+        skipCurrent();
         return;
     }
-    if (controller.request == PlaybackRequest::Play)
-        controller.request = PlaybackRequest::SkipThenPlay;
-    else if (controller.request == PlaybackRequest::Pause)
-        controller.request = PlaybackRequest::SkipThenPause;
-    else
-        advanceIndex();
+    lowerControllerTimeout(0);
+    controller.requestPending = true;
+    controller.request = static_cast<PlaybackRequest>(value);
 }
 
 void setDisplay(int32_t width, int32_t height, int32_t left, int32_t top, int32_t rotation) {

@@ -35,6 +35,12 @@ struct PlaybackController {
     DisplaySettings display;
     Playlist playlist; // constructed before the player and destroyed after it
     uint32_t index;    // next entry to launch; below the playlist size unless it is empty
+    // A whole round of launches none of which reached Paused or Playing makes the next round
+    // wait, 1 s at first and twice as long each round after, up to 30 s.
+    uint32_t launchesWithoutPlay;
+    uint32_t backoffMs; // the current wait between rounds; 0 when none has been needed
+    uint32_t backoffStart;
+    bool backingOff; // waiting for backoffMs since backoffStart before the next launch
     PlayerProcess player;
 };
 
@@ -44,7 +50,7 @@ extern PlaybackController controller;
 // Sets every field but the player process to its initial value.
 void initController(sysman::WaitSet* waitSet);
 void stepController();
-// 0 Pause, 1 Play, 2 Stop, 3 Next.
+// 0 Pause, 1 Play, 2 Stop, 3 Next; all but Stop also reset the backoff.
 void setRequest(int value);
 // Takes effect at the next launch.
 void setDisplay(int32_t width, int32_t height, int32_t left, int32_t top, int32_t rotation);
@@ -52,3 +58,6 @@ void setDisplay(int32_t width, int32_t height, int32_t left, int32_t top, int32_
 void shutdownController();
 // Lowers the loop's time-out, if the controller has a loop yet.
 void lowerControllerTimeout(uint32_t microseconds);
+// Forgets failed rounds: the next round starts at once. A new playlist, a client's request
+// and a clip that plays do so.
+void resetBackoff();
