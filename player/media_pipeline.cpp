@@ -17,6 +17,11 @@ int32_t padToEight(int32_t size, int32_t& pad) {
     return static_cast<int32_t>(static_cast<uint32_t>(size) + static_cast<uint32_t>(pad));
 }
 
+// The axis moves left or up by half the padding, wrapping like the padded sizes.
+int32_t axisBefore(int32_t axis, int32_t pad) {
+    return static_cast<int32_t>(static_cast<uint32_t>(axis) - static_cast<uint32_t>(pad / 2));
+}
+
 int32_t rotationDegrees(int32_t code) {
     switch (code) {
     case 1:
@@ -106,8 +111,8 @@ void MediaPipeline::applyDisplaySettings() {
     int32_t height = padToEight(display.height, padHeight);
     g_object_set(sink, "disp-width", gint(width), nullptr);
     g_object_set(sink, "disp-height", gint(height), nullptr);
-    g_object_set(sink, "axis-left", gint(display.left - padWidth / 2), nullptr);
-    g_object_set(sink, "axis-top", gint(display.top - padHeight / 2), nullptr);
+    g_object_set(sink, "axis-left", gint(axisBefore(display.left, padWidth)), nullptr);
+    g_object_set(sink, "axis-top", gint(axisBefore(display.top, padHeight)), nullptr);
     g_object_set(sink, "rotate", gint(rotationDegrees(display.rotation)), nullptr);
 }
 

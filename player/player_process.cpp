@@ -143,13 +143,17 @@ void runPlayerProcess(int commandFd, int statusFd, const char* path,
     for (;;) {
         waitSet.wait();
         Pass pass = handleCommand(*player, commandFd);
-        reportChange(*player, lastReported, statusFd);
-        if (pass != Pass::Continue) {
-            // A failure exit also lets the worker release GStreamer before gst_deinit.
-            if (pass == Pass::Fail)
-                player->stop();
+        // After a failure "f" is the next report: the worker still releases GStreamer
+        // before gst_deinit, but its status changes are not reported.
+        if (pass == Pass::Fail) {
+            player->stop();
             awaitWorker(*player, waitSet, commandFd);
-            finish(player, waitSet, commandFd, statusFd, pass == Pass::Stop ? 0 : 1);
+            finish(player, waitSet, commandFd, statusFd, 1);
+        }
+        reportChange(*player, lastReported, statusFd);
+        if (pass == Pass::Stop) {
+            awaitWorker(*player, waitSet, commandFd);
+            finish(player, waitSet, commandFd, statusFd, 0);
         }
         waitSet.addRead(commandFd);
         waitSet.lowerTimeout(PassTimeoutUs);

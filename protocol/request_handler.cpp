@@ -6,6 +6,8 @@
 #include "supervisor/playlist.h"
 #include "sysman/utf8_string.h"
 
+#include <vector>
+
 namespace {
 
 const wchar_t* const Capabilities[] = {L"single_video", nullptr};
@@ -101,11 +103,15 @@ void sendIdentifyReply(int slot, uint8_t requestCode) {
     for (int i = 0; i < 4; ++i)
         version[i] = static_cast<uint8_t>(word >> (8 * i));
     const sysman::WString capabilities = capabilityList();
+    // Characters go out little-endian, like every number on the wire.
+    std::vector<uint8_t> text;
+    for (const wchar_t* c = capabilities.c_str(); *c != 0; ++c)
+        for (int i = 0; i < 4; ++i)
+            text.push_back(static_cast<uint8_t>(static_cast<uint32_t>(*c) >> (8 * i)));
     Message reply = replyOf(static_cast<uint8_t>(MessageType::Identify), MessageCode::Ok);
     reply.fieldCount = 2;
     reply.fields[0] = {4, version};
-    reply.fields[1] = {static_cast<uint16_t>(capabilities.length() * 4),
-                       reinterpret_cast<const uint8_t*>(capabilities.c_str())};
+    reply.fields[1] = {static_cast<uint16_t>(capabilities.length() * 4), text.data()};
     (void)sendReply(slot, reply);
 }
 
