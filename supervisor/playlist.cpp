@@ -62,6 +62,7 @@ bool loadPlaylist(const char* path, bool stopCurrent) {
     controller.playlist.clear();
     controller.index = 0;
     controller.loadFailed = false;
+    resetBackoff();
     lowerControllerTimeout(0);
 
     if (path == nullptr || path[0] == '\0') {
