@@ -4,6 +4,7 @@
 //   plays  answers "p"/"g" with the same report; "q" or a closed command pipe: "f", exit 0
 //   hangs  as plays, but ignores "q" and a closed command pipe, and never exits
 //   fails  reports "f" and exits 1 at once (file cannot be opened)
+//   silent never reports and never exits
 #pragma once
 
 // Points playerEntry at the scripts, with the service's SIGCHLD regime: blocked outside the

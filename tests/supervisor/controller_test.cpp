@@ -1,0 +1,65 @@
+// Playback controller over scripted children and the real wait loop: a child silent since its
+// launch is skipped, and rounds in which nothing plays back off.
+#include "scripted_player.h"
+#include "supervisor/controller.h"
+#include "sysman/clock.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+namespace {
+
+sysman::WaitSet waitSet;
+
+// Runs loop passes for ms, or until done; returns how many children were launched.
+int runLoop(
+    uint32_t ms, const std::function<bool()>& done = [] { return false; }) {
+    int launches = 0;
+    for (uint32_t start = sysman::nowMs(); sysman::elapsedMs(start) < ms;) {
+        const pid_t last = controller.player.pid;
+        stepController();
+        launches += controller.player.pid != 0 && controller.player.pid != last;
+        if (done())
+            break;
+        waitSet.lowerTimeout(50000); // the test's own deadline
+        waitSet.wait();
+    }
+    return launches;
+}
+
+class Controller : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        useScriptedPlayers();
+        waitSet.init();
+        initController(&waitSet);
+    }
+    void TearDown() override { destroyPlayerProcess(controller.player); }
+};
+
+TEST_F(Controller, AChildSilentSinceItsLaunchIsSkippedUnderTheSameRequest) {
+    controller.playlist = {"/silent.mp4", "/plays.mp4"};
+    setRequest(static_cast<int>(PlaybackRequest::Play));
+    const uint32_t start = sysman::nowMs();
+    EXPECT_EQ(runLoop(10 * (StartReportMs + StopGraceMs),
+                      [] { return playerStatus(controller.player) == PlayerStatus::Playing; }),
+              2);
+    EXPECT_EQ(playerStatus(controller.player), PlayerStatus::Playing);
+    EXPECT_GT(sysman::elapsedMs(start), StartReportMs + StopGraceMs);
+}
+
+TEST_F(Controller, RoundsWithoutAClipThatPlaysWaitLongerEachTime) {
+    controller.playlist = {"/fails.mp4", "/fails-2.mp4"};
+    setRequest(static_cast<int>(PlaybackRequest::Play));
+    // Rounds start at 0, 1 s and 3 s; a spinning controller would launch hundreds.
+    EXPECT_EQ(runLoop(3500), 6);
+    // A client's request starts the next round at once.
+    setRequest(static_cast<int>(PlaybackRequest::Pause));
+    EXPECT_EQ(runLoop(500), 2);
+    controller.playlist = {"/plays.mp4"};
+    EXPECT_EQ(
+        runLoop(10000, [] { return playerStatus(controller.player) == PlayerStatus::Paused; }), 1);
+}
+
+} // namespace
