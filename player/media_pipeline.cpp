@@ -46,6 +46,15 @@ GstState targetState(PlayerStatus requested) {
     }
 }
 
+// The path as a URI, escaped ('#', '%' and '?' are file name bytes) and absolute; empty when
+// it cannot be made one.
+std::string fileUri(const std::string& path) {
+    gchar* converted = gst_filename_to_uri(path.c_str(), nullptr);
+    std::string uri = converted ? converted : "";
+    g_free(converted);
+    return uri;
+}
+
 } // namespace
 
 int MediaPipeline::create() {
@@ -225,8 +234,9 @@ int32_t MediaPipeline::play() {
     applyDisplaySettings();
     GstState target = targetState(requestedState);
 
-    std::string uri = "file://" + path;
-    GstDiscovererInfo* info = gst_discoverer_discover_uri(discoverer, uri.c_str(), nullptr);
+    std::string uri = fileUri(path);
+    GstDiscovererInfo* info =
+        uri.empty() ? nullptr : gst_discoverer_discover_uri(discoverer, uri.c_str(), nullptr);
     if (!info) {
         g_print("Failed to start discovering file '%s'\n", uri.c_str());
         return 1;

@@ -4,6 +4,7 @@
 #include "player/player_log.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -22,7 +23,11 @@ bool Player::start(const std::string& path, const DisplaySettings& display) {
     stop();
     if (path.empty())
         return false;
-    int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    // Only a regular file: opening a FIFO would block, and discovery would wait on it for ever.
+    struct stat info;
+    int fd = stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode)
+                 ? open(path.c_str(), O_RDONLY | O_CLOEXEC)
+                 : -1;
     if (fd < 0) {
         fprintf(playerLog(), "Couldn't open the video\n");
         return false;

@@ -18,8 +18,8 @@ class Player {
     Player(const Player&) = delete;
     Player& operator=(const Player&) = delete;
 
-    // Checks that the file can be opened and starts the worker on it. A previous playback
-    // is stopped and its record released first.
+    // Checks that the path names a regular file that can be opened and starts the worker on it. A
+    // previous playback is stopped and its record released first.
     bool start(const std::string& path, const DisplaySettings& display);
     void pause();
     void play();

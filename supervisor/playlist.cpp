@@ -5,8 +5,13 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+// Enough for acceptLine to tell that a line is too long, carriage return removed.
+constexpr size_t MaxLineKept = MaxPlaylistLine + 2;
 
 static bool startsWith(const std::string& text, const char* head) {
     return text.compare(0, strlen(head), head) == 0;
@@ -36,25 +41,58 @@ static bool acceptLine(std::string& line) {
     // A line that starts with a carriage return is dropped whole.
     if (line.empty() || line[0] == '\r' || line[0] == ':')
         return false;
+    if (line.size() > MaxPlaylistLine || line.find('\0') != std::string::npos)
+        return false;
     std::replace(line.begin(), line.end(), '\\', '/');
     return isSafeRelativePath(line);
 }
 
-static void readEntries(FILE* file, const std::string& prefix) {
-    char* buffer = nullptr;
-    size_t capacity = 0;
+// Reads a playlist in fixed chunks and never more than MaxPlaylistBytes of it, so that no
+// file, whatever its size or kind, holds up the loop or grows the service.
+struct PlaylistReader {
+    int fd;
+    size_t total = 0;
+    size_t start = 0;
+    size_t end = 0;
+    char chunk[4096] = {};
+};
+
+// The next line without its line feed, cut after MaxLineKept bytes (still too long to be
+// accepted). False at the end of the file, after a read error and once the budget is spent;
+// a line cut off by the budget is dropped.
+static bool nextLine(PlaylistReader& reader, std::string& line) {
+    line.clear();
+    for (;;) {
+        if (reader.start == reader.end) {
+            size_t room = std::min(MaxPlaylistBytes - reader.total, sizeof reader.chunk);
+            ssize_t got = room > 0 ? read(reader.fd, reader.chunk, room) : -1;
+            if (got <= 0)
+                return got == 0 && !line.empty();
+            reader.total += static_cast<size_t>(got);
+            reader.start = 0;
+            reader.end = static_cast<size_t>(got);
+        }
+        const char* from = reader.chunk + reader.start;
+        const void* feed = memchr(from, '\n', reader.end - reader.start);
+        size_t length = feed ? static_cast<size_t>(static_cast<const char*>(feed) - from)
+                             : reader.end - reader.start;
+        line.append(from, std::min(length, MaxLineKept - line.size()));
+        reader.start = feed ? reader.start + length + 1 : reader.end;
+        if (feed)
+            return true;
+    }
+}
+
+static void readEntries(int fd, const std::string& prefix) {
+    PlaylistReader reader{fd};
+    std::string line;
     unsigned count = 0;
-    ssize_t length;
-    while (count < MaxPlaylistEntries && (length = getline(&buffer, &capacity, file)) >= 0) {
-        std::string line(buffer, static_cast<size_t>(length));
-        if (!line.empty() && line.back() == '\n')
-            line.pop_back();
+    while (count < MaxPlaylistEntries && nextLine(reader, line)) {
         if (!acceptLine(line))
             continue;
         controller.playlist.push_back(prefix + line);
         ++count;
     }
-    free(buffer);
 }
 
 bool loadPlaylist(const char* path, bool stopCurrent) {
@@ -69,16 +107,23 @@ bool loadPlaylist(const char* path, bool stopCurrent) {
         fputs("No file.\n", stderr);
         return false;
     }
-    FILE* file = fopen(path, "re");
-    if (file == nullptr) {
+    // Non-blocking, so that opening a FIFO without a writer returns at once; it is refused
+    // below with every other file that is not a regular one.
+    int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    struct stat info;
+    if (fd >= 0 && (fstat(fd, &info) != 0 || !S_ISREG(info.st_mode))) {
+        (void)close(fd);
+        fd = -1;
+    }
+    if (fd < 0) {
         fputs("Couldn't open playlist\n", stderr);
         return false;
     }
     const char* lastSlash = strrchr(path, '/');
     std::string prefix(path, lastSlash == nullptr ? 0 : static_cast<size_t>(lastSlash - path + 1));
-    readEntries(file, prefix);
+    readEntries(fd, prefix);
     if (stopCurrent)
         sendStop(controller.player);
-    (void)fclose(file);
+    (void)close(fd);
     return true;
 }

@@ -6,7 +6,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <fcntl.h>
 #include <fstream>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -17,7 +21,7 @@ TEST(Playlist, LoadTakesTheSafeLinesWithTheFilesDirectory) {
     for (int line = 0; line < 101; ++line)
         hundredAndOne += "v" + std::to_string(line) + "\n";
     const struct {
-        const char* text;
+        std::string text;
         std::vector<std::string> entries;
     } rows[] = {
         {"a.mp4\r\nb.mp4\n:c.mp4\n\n last", {"a.mp4", "b.mp4", " last"}},
@@ -25,9 +29,12 @@ TEST(Playlist, LoadTakesTheSafeLinesWithTheFilesDirectory) {
         {"s\\b.mp4\n..\\b.mp4\n\\b.mp4\ns\\..\\x\n", {"s/b.mp4"}},
         {"/a\n./a\n../a\nc/./a\nc/../a\nc/.\nc/..\n", {}},
         {".\n..\n.h/a\na..b/c\n", {".", "..", ".h/a", "a..b/c"}},
+        {std::string(4096, 'x') + "\r\n" + std::string(4097, 'y'), {std::string(4096, 'x')}},
+        {std::string("n\0l\n\0\nok", 8), {"ok"}},
+        {std::string(MaxPlaylistBytes, '\n') + "late", {}},
     };
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.text);
+        SCOPED_TRACE(row.text.substr(0, 40));
         std::ofstream(dir + "/list") << row.text;
         ASSERT_TRUE(loadPlaylist((dir + "/list").c_str(), false));
         std::vector<std::string> expected;
@@ -41,6 +48,19 @@ TEST(Playlist, LoadTakesTheSafeLinesWithTheFilesDirectory) {
     EXPECT_EQ(controller.playlist.back(), dir + "/v99");
     EXPECT_FALSE(loadPlaylist((dir + "/none").c_str(), false));
     EXPECT_TRUE(controller.playlist.empty());
+
+    // Neither a FIFO without a writer nor a huge file without a line feed holds the loop up.
+    ASSERT_EQ(mkfifo((dir + "/fifo").c_str(), 0600), 0);
+    EXPECT_FALSE(loadPlaylist((dir + "/fifo").c_str(), false));
+    int fd = open((dir + "/big").c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600);
+    ASSERT_EQ(ftruncate(fd, 64 << 20), 0);
+    (void)close(fd);
+    rusage before{}, after{};
+    (void)getrusage(RUSAGE_SELF, &before);
+    EXPECT_TRUE(loadPlaylist((dir + "/big").c_str(), false));
+    (void)getrusage(RUSAGE_SELF, &after);
+    EXPECT_TRUE(controller.playlist.empty());
+    EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 1024) << "KiB more at the high-water mark";
     (void)system(("rm -rf " + dir).c_str());
 }
 

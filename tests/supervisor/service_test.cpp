@@ -86,10 +86,18 @@ TEST_F(Service, ErrorRepliesAreByteExactAndChangeNothing) {
 }
 
 TEST_F(Service, PlaysTheListInOrderSkippingBadEntriesAndWrapsAround) {
+    // A FIFO fails like a missing file, without hanging; a name that a URI must escape plays.
+    const std::string fifo = "fifo" + std::to_string(getpid()), clipC = "c#%41?" + fifo;
+    ASSERT_EQ(mkfifo((VIDEOD_BINARY_DIR "/media/" + fifo).c_str(), 0600), 0);
+    ASSERT_EQ(symlink("clip-c.mp4", (VIDEOD_BINARY_DIR "/media/" + clipC).c_str()), 0);
     expectReply(playModeRequest(1), 49, 2);
     load("missing.mp4\nclip-b.mp4\r\n:clip-a.mp4\nclip-mpeg4.mp4\ntruncated.mp4\nempty.mp4\n"
-         "not-a-video.mp4\nclip-c.mp4\n");
-    expectInOrder({"Couldn't open the video\n", ClipB, "End of Stream \n", ClipC, ClipB});
+         "not-a-video.mp4\n" +
+         fifo + "\n" + clipC);
+    expectInOrder({"Couldn't open the video\n", ClipB, "End of Stream \n",
+                   "Couldn't open the video\n", ClipC, ClipB});
+    unlink((VIDEOD_BINARY_DIR "/media/" + fifo).c_str());
+    unlink((VIDEOD_BINARY_DIR "/media/" + clipC).c_str());
 }
 
 TEST_F(Service, FollowsPauseNextPlayAndStop) {
