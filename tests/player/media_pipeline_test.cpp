@@ -21,7 +21,7 @@ TEST(MediaPipeline, DisplaySettingsBecomeSinkProperties) {
         {{721, 0, 10, 20, 1}, {728, 0, 7, 20, 90}},
         {{724, 577, 10, 20, 2}, {728, 584, 8, 17, 180}},
         {{727, 579, 10, 20, 3}, {728, 584, 10, 18, 270}},
-        {{-3, -8, 0, 0, 4}, {0, -8, -1, 0, 0}},
+        {{-3, -8, INT32_MIN, 0, 4}, {0, -8, INT32_MAX, 0, 0}}, // wraps, never overflows
     };
     for (const auto& row : rows) {
         MediaPipeline media;

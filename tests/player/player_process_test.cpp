@@ -28,6 +28,8 @@ struct Player {
                 sigaddset(&mask, signal);
             sigprocmask(SIG_SETMASK, &mask, nullptr);
             gst_registry_fork_set_enabled(FALSE);
+            close(commands[1]); // the supervisor's ends
+            close(statuses[0]);
             runPlayerProcess(commands[0], statuses[1],
                              (VIDEOD_BINARY_DIR "/media/" + std::string(file)).c_str(), {});
         }
@@ -93,6 +95,15 @@ TEST(PlayerProcess, StopSignalWhilePlayingIsAnOrderlyStop) {
     kill(player.pid, SIGTERM);
     EXPECT_EQ(player.exitStatus(), 0);
     EXPECT_EQ(player.reports.back(), 'f');
+}
+
+TEST(PlayerProcess, AClosedCommandPipeEndsItWithAFailure) {
+    Player player("clip-a.mp4");
+    ASSERT_TRUE(player.until("p")) << player.reports;
+    close(player.commandFd);
+    player.commandFd = -1;
+    EXPECT_EQ(player.exitStatus(), 1);
+    EXPECT_EQ(player.reports, "pf");
 }
 
 // A missing file fails at once; a file that is no H.264 video ends when asked to play.

@@ -5,7 +5,9 @@
 
 #include <csignal>
 #include <fstream>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -145,6 +147,23 @@ TEST_F(Service, LoadWithStopEndsTheClipAndStopSignalLeavesNoPlayer) {
     struct stat info;
     EXPECT_NE(stat(("/proc/" + std::to_string(players[0])).c_str(), &info), 0)
         << "the player process is gone, not even a zombie";
+}
+
+TEST_F(Service, AHungPlayerDiesWithAServiceKilledOutright) {
+    ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0); // the orphan comes here, to be reaped
+    load("clip-a.mp4\n");
+    expectInOrder({"to PAUSED:"});
+    std::vector<pid_t> players = service.children();
+    ASSERT_EQ(players.size(), 1u);
+    ASSERT_EQ(kill(players[0], SIGSTOP), 0);
+    service.stop(SIGKILL);
+    int status = 0;
+    pid_t reaped = 0;
+    for (int i = 0; i < 1000 && (reaped = waitpid(players[0], &status, WNOHANG)) == 0; ++i)
+        usleep(10000);
+    if (reaped == 0 && kill(players[0], SIGKILL) == 0)
+        waitpid(players[0], &status, 0);
+    EXPECT_EQ(reaped, players[0]) << "the player outlived its service";
 }
 
 } // namespace

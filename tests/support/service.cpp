@@ -122,6 +122,15 @@ std::vector<pid_t> ServiceProcess::children() const {
     return found;
 }
 
+int ServiceProcess::cpuMs() const {
+    std::ifstream stat("/proc/" + std::to_string(child) + "/stat");
+    std::string field;
+    long ticks = 0;
+    for (int i = 1; i <= 15 && stat >> field; ++i)
+        ticks += i >= 14 ? std::stol(field) : 0; // user and system time
+    return static_cast<int>(ticks * 1000 / sysconf(_SC_CLK_TCK));
+}
+
 std::pair<int, std::string> runProgram(const std::string& path,
                                        const std::vector<std::string>& args) {
     ServiceProcess program;

@@ -38,6 +38,8 @@ class ServiceProcess {
     std::string text(Stream stream = Output) const;
     size_t waitFor(const std::string& wanted, int timeoutMs, size_t offset = 0) const;
     std::vector<pid_t> children() const;
+    // Processor time the service itself has used so far.
+    int cpuMs() const;
 
   private:
     std::string files[2];
