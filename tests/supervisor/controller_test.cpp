@@ -1,5 +1,5 @@
-// Playback controller over scripted children and the real wait loop: a child silent since its
-// launch is skipped, and rounds in which nothing plays back off.
+// Playback controller and its player link over scripted children and the real wait loop:
+// reports, a silent child skipped and killed after its stop grace, rounds that back off.
 #include "scripted_player.h"
 #include "supervisor/controller.h"
 #include "sysman/clock.h"
@@ -58,8 +58,8 @@ TEST_F(Controller, RoundsWithoutAClipThatPlaysWaitLongerEachTime) {
     setRequest(static_cast<int>(PlaybackRequest::Pause));
     EXPECT_EQ(runLoop(500), 2);
     controller.playlist = {"/plays.mp4"};
-    EXPECT_EQ(
-        runLoop(10000, [] { return playerStatus(controller.player) == PlayerStatus::Paused; }), 1);
+    runLoop(10000, [] { return playerStatus(controller.player) == PlayerStatus::Paused; });
+    EXPECT_EQ(playerStatus(controller.player), PlayerStatus::Paused);
 }
 
 } // namespace
