@@ -1,11 +1,12 @@
-// The running service, measured from outside: wake-ups and memory while idle, and the
-// round trip of an Identify request over the real socket.
+// The running service, measured from outside: wake-ups and memory while idle, the round trip
+// of an Identify request over the real socket, the switch gap, and what hostile input costs.
 #include "tests/support/service.h"
 
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <fstream>
 #include <string>
@@ -223,6 +224,125 @@ void supervisorWhilePlaying(benchmark::State& state) {
     state.counters["rss_kB"] = static_cast<double>(statusField(service.pid(), "VmRSS"));
 }
 
+// Processor time of the service and of its children it has reaped, in ms.
+double cpuWithChildrenMs(pid_t pid) {
+    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+    std::string field;
+    long ticks = 0;
+    for (int i = 1; i <= 17 && stat >> field; ++i)
+        ticks += i >= 14 ? std::stol(field) : 0;
+    return static_cast<double>(ticks) * 1000.0 / static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
+// Stop signal to exit, in ms; negative when the service did not exit 0.
+double stopLatencyMs(testsupport::ServiceProcess& service) {
+    auto start = Clock::now();
+    return service.stop(SIGTERM) == 0 ? msBetween(start, Clock::now()) : -1;
+}
+
+// Three clients hold every slot and a fourth waits: the service's processor use over 5 s,
+// then how fast a stop signal ends it.
+void clientsWaiting(benchmark::State& state) {
+    testsupport::ServiceProcess service;
+    if (!startService(state, service))
+        return;
+    testsupport::ControlClient clients[4];
+    for (auto& client : clients)
+        client.open();
+    for (auto _ : state) {
+        double before = cpuWithChildrenMs(service.pid());
+        std::this_thread::sleep_for(std::chrono::seconds(5));
+        state.counters["cpu_percent"] = (cpuWithChildrenMs(service.pid()) - before) / 50.0;
+    }
+    state.counters["stop_ms"] = stopLatencyMs(service);
+}
+
+// A player stopped dead (SIGSTOP) while it plays: how fast a stop signal still ends the service.
+void stopWithHungPlayer(benchmark::State& state) {
+    testsupport::ServiceProcess service;
+    if (!startService(state, service))
+        return;
+    testsupport::ControlClient client;
+    if (!playForever(state, client, std::string(VIDEOD_BINARY_DIR) + "/demo/bars.mp4"))
+        return;
+    for (auto _ : state) {
+        if (service.waitFor("from PAUSED to PLAYING:", 10000) == std::string::npos ||
+            service.children().size() != 1) {
+            state.SkipWithError("the clip did not start");
+            return;
+        }
+        kill(service.children()[0], SIGSTOP);
+        state.counters["stop_ms"] = stopLatencyMs(service);
+    }
+}
+
+// Playlists that are no regular text: each load's reply time and the growth of the service's
+// peak memory, then a stop signal right after the last load.
+void hostilePlaylists(benchmark::State& state) {
+    testsupport::ServiceProcess service;
+    if (!startService(state, service))
+        return;
+    const std::string dir = "/tmp/service-bench-" + std::to_string(getpid());
+    (void)mkdir(dir.c_str(), 0700);
+    const std::string fifo = dir + "/fifo", big = dir + "/big";
+    (void)mkfifo(fifo.c_str(), 0600);
+    std::ofstream(big) << "";
+    (void)truncate(big.c_str(), 768l << 20); // 768 MiB of NUL bytes, no line feed
+    testsupport::ControlClient client;
+    client.open();
+    double slowest = 0;
+    long peakBefore = statusField(service.pid(), "VmHWM");
+    for (auto _ : state) {
+        for (const std::string& path :
+             {fifo, big, std::string("/dev/zero"), std::string("/dev/urandom")}) {
+            auto start = Clock::now();
+            client.send(testsupport::loadPlaylistRequest(path, false));
+            if (client.receive(10000).empty()) {
+                state.SkipWithError("no reply to a load");
+                return;
+            }
+            slowest = std::max(slowest, msBetween(start, Clock::now()));
+        }
+    }
+    state.counters["slowest_load_ms"] = slowest;
+    state.counters["peak_rss_growth_kB"] =
+        static_cast<double>(statusField(service.pid(), "VmHWM") - peakBefore);
+    state.counters["stop_ms"] = stopLatencyMs(service);
+    (void)unlink(fifo.c_str());
+    (void)unlink(big.c_str());
+    (void)rmdir(dir.c_str());
+}
+
+// A playlist whose every entry fails, with Play in force: processor use of the service and
+// its players over the first minute, in which the wait between rounds grows to 30 s.
+void allBadPlaylist(benchmark::State& state) {
+    testsupport::ServiceProcess service;
+    if (!startService(state, service))
+        return;
+    testsupport::ControlClient client;
+    const std::string dir = "/tmp/service-bench-" + std::to_string(getpid());
+    (void)mkdir(dir.c_str(), 0700);
+    std::ofstream(dir + "/bad.txt") << "missing.mp4\nbad.txt\n";
+    client.open();
+    client.send(testsupport::playModeRequest(1));
+    client.receive(1000);
+    for (auto _ : state) {
+        double before = cpuWithChildrenMs(service.pid());
+        client.send(testsupport::loadPlaylistRequest(dir + "/bad.txt", false));
+        client.receive(1000);
+        std::this_thread::sleep_for(std::chrono::seconds(60));
+        const std::string log = service.text();
+        int rounds = 0; // each round fails to open missing.mp4 once
+        for (size_t at = 0; (at = log.find("Couldn't open the video", at)) != std::string::npos;
+             ++at)
+            ++rounds;
+        state.counters["rounds"] = rounds;
+        state.counters["cpu_percent"] = (cpuWithChildrenMs(service.pid()) - before) / 600.0;
+    }
+    (void)unlink((dir + "/bad.txt").c_str());
+    (void)rmdir(dir.c_str());
+}
+
 } // namespace
 
 BENCHMARK(switchGap)->Iterations(1)->Unit(benchmark::kSecond);
@@ -230,5 +350,10 @@ BENCHMARK(supervisorWhilePlaying)->Iterations(1)->Unit(benchmark::kSecond);
 BENCHMARK(idleService)->Iterations(1)->Unit(benchmark::kSecond);
 BENCHMARK(identifyRoundTrip)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(echoRoundTrip)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+BENCHMARK(clientsWaiting)->Iterations(1)->Unit(benchmark::kSecond);
+BENCHMARK(stopWithHungPlayer)->Iterations(1)->Unit(benchmark::kSecond);
+BENCHMARK(hostilePlaylists)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(allBadPlaylist)->Iterations(1)->Unit(benchmark::kSecond);
 
 BENCHMARK_MAIN();
