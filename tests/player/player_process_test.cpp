@@ -75,12 +75,10 @@ struct Player {
 TEST(PlayerProcess, ReportsEachStateUntilItFinishesOnStop) {
     Player player("clip-a.mp4");
     ASSERT_TRUE(player.until("p")) << player.reports;
-    player.send('g');
-    ASSERT_TRUE(player.until("pg")) << player.reports;
-    player.send('p');
-    ASSERT_TRUE(player.until("pgp")) << player.reports;
-    player.send('g');
-    ASSERT_TRUE(player.until("pgpge")) << player.reports;
+    for (const auto& [command, reports] : {std::pair{'g', "pg"}, {'p', "pgp"}, {'g', "pgpge"}}) {
+        player.send(command);
+        ASSERT_TRUE(player.until(reports)) << player.reports;
+    }
     player.send('q');
     EXPECT_EQ(player.exitStatus(), 0);
     // The teardown may report its way down before the last byte.
@@ -88,22 +86,18 @@ TEST(PlayerProcess, ReportsEachStateUntilItFinishesOnStop) {
     EXPECT_EQ(player.reports.back(), 'f') << player.reports;
 }
 
-TEST(PlayerProcess, StopSignalWhilePlayingIsAnOrderlyStop) {
-    Player player("clip-b.mp4");
-    player.send('g');
-    ASSERT_TRUE(player.until("g")) << player.reports;
-    kill(player.pid, SIGTERM);
-    EXPECT_EQ(player.exitStatus(), 0);
-    EXPECT_EQ(player.reports.back(), 'f');
-}
-
-TEST(PlayerProcess, AClosedCommandPipeEndsItWithAFailure) {
-    Player player("clip-a.mp4");
-    ASSERT_TRUE(player.until("p")) << player.reports;
-    close(player.commandFd);
-    player.commandFd = -1;
-    EXPECT_EQ(player.exitStatus(), 1);
-    EXPECT_EQ(player.reports, "pf");
+// A stop signal while playing is an orderly stop; a closed command pipe, a failure.
+TEST(PlayerProcess, StopSignalAndClosedCommandPipe) {
+    Player signalled("clip-b.mp4"), closed("clip-a.mp4");
+    signalled.send('g');
+    ASSERT_TRUE(signalled.until("g") && closed.until("p")) << signalled.reports << closed.reports;
+    kill(signalled.pid, SIGTERM);
+    close(closed.commandFd);
+    closed.commandFd = -1;
+    EXPECT_EQ(signalled.exitStatus(), 0);
+    EXPECT_EQ(signalled.reports.back(), 'f');
+    EXPECT_EQ(closed.exitStatus(), 1);
+    EXPECT_EQ(closed.reports, "pf");
 }
 
 // A missing file fails at once; a file that is no H.264 video ends when asked to play.
