@@ -2,33 +2,23 @@
 // so builds without libFuzzer still check the saved inputs.
 #include <cstdint>
 #include <cstdio>
-#include <dirent.h>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <string>
 #include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 int main(int argc, char** argv) {
     int replayed = 0;
-    for (int i = 1; i < argc; ++i) {
-        DIR* dir = opendir(argv[i]);
-        if (!dir) {
-            fprintf(stderr, "cannot open corpus %s\n", argv[i]);
-            return 1;
-        }
-        while (struct dirent* entry = readdir(dir)) {
-            if (entry->d_name[0] == '.')
-                continue;
-            std::ifstream file(std::string(argv[i]) + "/" + entry->d_name, std::ios::binary);
-            std::vector<uint8_t> data((std::istreambuf_iterator<char>(file)),
-                                      std::istreambuf_iterator<char>());
+    std::error_code error;
+    for (int i = 1; i < argc; ++i)
+        for (const auto& entry : std::filesystem::directory_iterator(argv[i], error)) {
+            std::ifstream file(entry.path(), std::ios::binary);
+            std::vector<uint8_t> data{std::istreambuf_iterator<char>(file), {}};
             (void)LLVMFuzzerTestOneInput(data.data(), data.size());
             ++replayed;
         }
-        closedir(dir);
-    }
     printf("%d inputs replayed\n", replayed);
-    return replayed > 0 ? 0 : 1;
+    return replayed > 0 && !error ? 0 : 1;
 }

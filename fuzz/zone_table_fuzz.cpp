@@ -7,6 +7,7 @@
 #include <cwchar>
 #include <memory>
 #include <string>
+#include <sys/mman.h>
 #include <unistd.h>
 
 namespace {
@@ -14,18 +15,6 @@ namespace {
 void check(bool condition) {
     if (!condition)
         abort();
-}
-
-// One scratch file per process, rewritten for every input.
-const std::string& scratchPath() {
-    static const std::string path = [] {
-        char pattern[] = "/tmp/zone_table_fuzz.XXXXXX";
-        int fd = mkstemp(pattern);
-        check(fd >= 0);
-        close(fd);
-        return std::string(pattern);
-    }();
-    return path;
 }
 
 void readEveryCell(const sysman::protocoltzlist& table) {
@@ -51,14 +40,12 @@ void readEveryCell(const sysman::protocoltzlist& table) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const std::string& path = scratchPath();
-    FILE* file = fopen(path.c_str(), "wbe");
-    check(file != nullptr);
-    check(fwrite(data, 1, size, file) == size);
-    fclose(file);
-
-    std::wstring widePath(path.begin(), path.end());
-    std::unique_ptr<sysman::protocoltzlist> table(sysman::opentzlist(widePath.c_str()));
+    // The input as a file, in memory.
+    static const int fd = memfd_create("zone_table_fuzz", MFD_CLOEXEC);
+    check(ftruncate(fd, 0) == 0 && pwrite(fd, data, size, 0) == static_cast<ssize_t>(size));
+    const std::string path = "/proc/self/fd/" + std::to_string(fd);
+    std::unique_ptr<sysman::protocoltzlist> table(
+        sysman::opentzlist(std::wstring(path.begin(), path.end()).c_str()));
     if (table)
         readEveryCell(*table);
     return 0;
