@@ -22,8 +22,12 @@ inline std::size_t unitLength(const wchar_t* s) {
 inline int unitCompare(const char* a, const char* b) {
     return std::strcmp(a, b);
 }
+// Unsigned unit order on every target: wcscmp follows wchar_t, signed on x86, unsigned on ARM.
 inline int unitCompare(const wchar_t* a, const wchar_t* b) {
-    return std::wcscmp(a, b);
+    for (; *a != 0 && *a == *b; ++a, ++b) {
+    }
+    const auto x = static_cast<uint32_t>(*a), y = static_cast<uint32_t>(*b);
+    return x < y ? -1 : x > y ? 1 : 0;
 }
 
 // Unit is the character type; Count, of the same width, the holder count kept in the block's
