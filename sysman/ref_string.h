@@ -11,8 +11,6 @@
 
 namespace sysman {
 
-struct StringProbe;
-
 inline std::size_t unitLength(const char* s) {
     return std::strlen(s);
 }
@@ -133,8 +131,6 @@ class RefString {
     }
 
   private:
-    friend struct StringProbe;
-
     static Count countOf(const Unit* b) { return static_cast<Count>(b[0]); }
     static void setCount(Unit* b, Count count) { b[0] = static_cast<Unit>(count); }
     static Unit* text(Unit* b) { return b + 1; }

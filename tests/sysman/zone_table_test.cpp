@@ -1,271 +1,115 @@
-// Zone table: header validation, every getter's bounds and kinds, the failure lines, and that
-// no descriptor or mapping survives a failed open or a deleted table.
+// Zone table: header validation and its failure lines, every getter's bounds and kinds, and that
+// nothing stays open or mapped after a failed open or a deleted table.
 #include "sysman/opentzlist.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <dirent.h>
-#include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <memory>
-#include <string>
 #include <unistd.h>
-#include <vector>
 
 namespace {
 
 using Words = std::vector<uint32_t>;
 using Table = std::unique_ptr<sysman::protocoltzlist>;
 
-constexpr uint32_t Untouched = 0xA5A5A5A5;
+const char* const Invalid = "Invalid zone information\n";
+// A name outside ASCII, so the path must go through UTF-8 to be found.
+const std::string Path = ::testing::TempDir() + "zones" + std::to_string(getpid()) + "\xC3\xA9";
 
-int openDescriptors() {
-    int count = 0;
-    DIR* dir = opendir("/proc/self/fd");
-    while (readdir(dir))
-        ++count;
-    closedir(dir);
-    return count;
+// Each getter named ('s' getstring, '2' getvalue2, 'v' getvalue) refuses the cell and leaves
+// its output untouched.
+void expectRefused(const Table& table, const char* getters, int32_t row, int32_t column) {
+    uint32_t value = 7;
+    const wchar_t* text = nullptr;
+    for (const char* g = getters; *g; ++g)
+        EXPECT_FALSE(*g == 's'   ? table->getstring(row, column, &text)
+                     : *g == '2' ? table->getvalue2(row, column, &value)
+                                 : table->getvalue(row, column, &value))
+            << *g << " row " << row << " column " << column;
+    EXPECT_TRUE(value == 7 && text == nullptr);
 }
 
-int mappingsOf(const std::string& path) {
+// Open descriptors and mappings of the file.
+int leftovers() {
+    auto fds = std::filesystem::directory_iterator("/proc/self/fd");
+    int count = static_cast<int>(std::distance(fds, {}));
     std::ifstream maps("/proc/self/maps");
-    int count = 0;
     for (std::string line; std::getline(maps, line);)
-        count += line.find(path) != std::string::npos;
+        count += line.find(Path) != std::string::npos;
     return count;
 }
 
-class ZoneTableTest : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        char pattern[] = "/tmp/zone_table_test.XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        dir = pattern;
-        path = dir + "/zones\xC3\xA9.bin";
-        // A name outside ASCII, so the path must go through UTF-8 to be found.
-        widePath = std::wstring(dir.begin(), dir.end()) + L"/zones\u00E9.bin";
-    }
-    void TearDown() override {
-        unlink(path.c_str());
-        rmdir(dir.c_str());
-    }
-
-    void write(const Words& words, std::size_t extraBytes = 0) {
-        std::string bytes(reinterpret_cast<const char*>(words.data()), words.size() * 4);
-        bytes.append(extraBytes, '\x7F');
-        std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-    }
-
-    // Opens the file, capturing what goes to standard error, and checks that a failure
-    // leaves no descriptor and no mapping behind.
-    Table open() {
-        int descriptors = openDescriptors();
-        std::FILE* capture = std::tmpfile();
-        int savedStderr = dup(2);
-        std::fflush(stderr);
-        dup2(fileno(capture), 2);
-        Table table(sysman::opentzlist(widePath.c_str()));
-        std::fflush(stderr);
-        dup2(savedStderr, 2);
-        close(savedStderr);
-        std::rewind(capture);
-        stderrText.clear();
-        for (int c; (c = std::fgetc(capture)) != EOF;)
-            stderrText.push_back(static_cast<char>(c));
-        std::fclose(capture);
-        EXPECT_EQ(openDescriptors(), descriptors);
-        EXPECT_EQ(mappingsOf(path), table ? 1 : 0);
-        return table;
-    }
-
-    void expectInvalid(const Words& words, std::size_t extraBytes = 0) {
-        write(words, extraBytes);
-        EXPECT_EQ(open(), nullptr);
-        EXPECT_EQ(stderrText, "Invalid zone information\n");
-    }
-
-    std::string dir;
-    std::string path;
-    std::wstring widePath;
-    std::string stderrText;
-};
-
-TEST_F(ZoneTableTest, SmallestValidFileIsAnEmptyTable) {
-    write({5, 5, 0, 1, 1});
-    Table table = open();
-    ASSERT_NE(table, nullptr);
-    EXPECT_EQ(stderrText, "");
-    EXPECT_EQ(table->rowcount(), 0);
-    uint32_t value = Untouched;
-    const wchar_t* text = nullptr;
-    EXPECT_FALSE(table->getvalue(0, 0, &value));
-    EXPECT_FALSE(table->getvalue2(0, 0, &value));
-    EXPECT_FALSE(table->getstring(0, 0, &text));
-    EXPECT_EQ(value, Untouched);
-    EXPECT_EQ(text, nullptr);
-    table.reset();
-    EXPECT_EQ(mappingsOf(path), 0);
+// Opens the words and extra bytes (no words: no file), checks the error output and that only a
+// table's mapping stays.
+Table open(const Words& words, std::size_t extraBytes, const char* error) {
+    std::string bytes(reinterpret_cast<const char*>(words.data()), words.size() * 4);
+    if (!words.empty())
+        std::ofstream(Path, std::ios::binary) << bytes + std::string(extraBytes, 1);
+    int before = leftovers();
+    ::testing::internal::CaptureStderr();
+    Table table(sysman::opentzlist((std::wstring(Path.begin(), Path.end() - 2) + L"\xE9").c_str()));
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), error ? error : "");
+    EXPECT_TRUE(table ? !error && leftovers() == before + 1 : error && leftovers() == before);
+    return table;
 }
 
-TEST_F(ZoneTableTest, ShortOrMissingFileFails) {
-    write({5, 5, 0, 1}, 3);
-    EXPECT_EQ(open(), nullptr);
-    EXPECT_EQ(stderrText, "");
-
-    unlink(path.c_str());
-    EXPECT_EQ(open(), nullptr);
-    EXPECT_EQ(stderrText, "Opening zone information: No such file or directory\n");
-}
-
-TEST_F(ZoneTableTest, EachHeaderTestRefusesTheFile) {
-    const std::vector<Words> invalid = {
-        {4, 5, 0, 1, 1},                   // string area inside the header
-        {5, 4, 0, 1, 1},                   // row table inside the header
-        {5, 5, 0xFFFFFFFF, 1, 1},          // negative row count
-        {5, 5, 0, 0, 1},                   // no columns
-        {5, 5, 0, 0xFFFFFFFF, 1},          // negative column count
-        {5, 5, 1, 1, 1},                   // one row, but the file ends at the table
-        {5, 5, 0x40000000, 2, 1},          // 2^31 words: wraps in 32 bits
-        {5, 5, 0x7FFFFFFF, 0x7FFFFFFF, 1}, // wraps even in 64-bit bytes
-        {5, 0x7FFFFFFF, 0, 1, 1},          // row table far beyond the end
-        {5, 5, 0, 1, 0xFFFFFFFE},          // column 0 absent
+TEST(ZoneTable, ValidatesTheHeaderAndReadsOnlyPresentCellsOfTheirKind) {
+    const std::tuple<Words, std::size_t, const char*> files[] = {
+        {{}, 0, "Opening zone information: No such file or directory\n"},
+        {{5, 5, 0, 1, 1}, 0, nullptr},             // 20 bytes, no rows
+        {{5, 5, 1, 3, 0xFF, 0, 0, 0}, 0, nullptr}, // the row table ends at the end of the file
+        {{5, 5, 0, 1}, 3, ""},                     // 19 bytes: refused without a word
+        {{4, 5, 0, 1, 1}, 0, Invalid},             // string area inside the header
+        {{5, 4, 0, 1, 1}, 0, Invalid},             // row table inside the header
+        {{5, 5, 0xFFFFFFFF, 1, 1}, 0, Invalid},    // negative row count
+        {{5, 5, 0, 0, 1}, 0, Invalid},             // no columns
+        {{5, 5, 2, 1, 1, 0}, 3, Invalid},          // second row cut; a partial word does not count
+        {{5, 5, 0x40000000, 2, 1}, 0, Invalid},    // 2^31 words: wraps in 32 bits
+        {{5, 5, 0, 1, 0xFFFFFFFE}, 0, Invalid},    // column 0 absent
     };
-    for (const Words& header : invalid) {
-        SCOPED_TRACE(::testing::PrintToString(header));
-        expectInvalid(header);
-    }
-}
-
-TEST_F(ZoneTableTest, RowTableMayEndExactlyAtTheEndOfTheFile) {
-    write({5, 5, 2, 1, 1, 0, 0});
-    Table table = open();
-    ASSERT_NE(table, nullptr);
-    EXPECT_EQ(table->rowcount(), 2);
-    table.reset();
-    // A trailing partial word does not count.
-    expectInvalid({5, 5, 2, 1, 1, 0}, 3);
-}
-
-TEST_F(ZoneTableTest, ColumnMaskBits) {
-    write({5, 5, 0, 1, 0x80000001});
-    Table table = open();
-    ASSERT_NE(table, nullptr);
-    EXPECT_TRUE(table->hascolumn(0));
-    EXPECT_FALSE(table->hascolumn(1));
-    EXPECT_TRUE(table->hascolumn(31));
-    for (int column : {32, -1, 256, INT32_MIN})
-        EXPECT_FALSE(table->hascolumn(column)) << column;
-}
-
-// Two rows of 20 columns, all present; cell (r, k) holds 100 * r + k except the string
-// columns 0, 1 and 2, which point into the string area that starts at word 45.
-class ZoneTableCellsTest : public ZoneTableTest {
-  protected:
-    static constexpr uint32_t Hello = 45;
-    static constexpr uint32_t Empty = 48;
-    static constexpr uint32_t Unterminated = 49;
-
-    void SetUp() override {
-        ZoneTableTest::SetUp();
-        words = {Hello, 5, 2, 20, 0xFFFFFFFF};
-        for (uint32_t r = 0; r < 2; ++r) {
-            for (uint32_t k = 0; k < 20; ++k)
-                words.push_back(100 * r + k);
+    const int nothingOpen = leftovers();
+    for (const auto& [words, extraBytes, error] : files) {
+        SCOPED_TRACE(::testing::PrintToString(words));
+        if (Table table = open(words, extraBytes, error)) {
+            // No row, string cells pointing into the header, or columns beyond the row.
+            for (int32_t column = 0; column < 7; ++column)
+                expectRefused(table, "s2v", 0, column);
         }
-        words.insert(words.end(), {'h', 'i', 0, 0, 'x', 'y'});
-        setCell(0, 0, Hello);
-        setCell(0, 1, Empty);
-        setCell(0, 2, Unterminated);
-        setCell(1, 0, Hello + 1);
+        EXPECT_EQ(leftovers(), nothingOpen);
     }
-    void setCell(int row, int column, uint32_t value) { words[5 + 20 * row + column] = value; }
-    Table openCells() {
-        write(words);
-        Table table = open();
-        EXPECT_NE(table, nullptr);
-        return table;
-    }
-    Words words;
-};
 
-TEST_F(ZoneTableCellsTest, GettersReadOnlyCellsOfTheirKind) {
-    Table table = openCells();
+    // Two rows of 20 columns, all present but column 8; cell (r, k) holds 100 * r + k but for
+    // the string cells, which point around the string area from word 45 to the end of the file,
+    // word 50.
+    Words words = {45, 5, 2, 20, ~(1u << 8)};
+    for (uint32_t cell = 0; cell < 40; ++cell)
+        words.push_back(100 * (cell / 20) + cell % 20);
+    words.insert(words.end(), {'h', 'i', 0, 0, 'x', 'y'});
+    const std::pair<int, uint32_t> strings[] = {{0, 45}, {1, 48}, {2, 49},          {3, 3},
+                                                {7, 44}, {9, 51}, {11, 0xFFFFFFFF}, {20, 46}};
+    for (auto [cell, start] : strings)
+        words[5 + cell] = start;
+    Table table = open(words, 0, nullptr);
     ASSERT_NE(table, nullptr);
-    uint32_t value = Untouched;
-    EXPECT_TRUE(table->getvalue(1, 6, &value));
-    EXPECT_EQ(value, 106u);
-    EXPECT_TRUE(table->getvalue(0, 12, &value));
-    EXPECT_EQ(value, 12u);
-    EXPECT_TRUE(table->getvalue2(1, 5, &value));
-    EXPECT_EQ(value, 105u);
+    uint32_t value = 0;
     const wchar_t* text = nullptr;
-    EXPECT_TRUE(table->getstring(0, 0, &text));
-    EXPECT_STREQ(text, L"hi");
-    EXPECT_TRUE(table->getstring(1, 0, &text));
-    EXPECT_STREQ(text, L"i");
-    EXPECT_TRUE(table->getstring(0, 1, &text));
-    EXPECT_STREQ(text, L"");
-
-    value = Untouched;
-    text = nullptr;
-    EXPECT_FALSE(table->getvalue(0, 0, &value));  // string column
-    EXPECT_FALSE(table->getvalue(0, 4, &value));  // kind 2
-    EXPECT_FALSE(table->getvalue2(0, 6, &value)); // kind 0
-    EXPECT_FALSE(table->getstring(0, 6, &text));
-    for (int column : {14, 19, 20, -1}) {
-        EXPECT_FALSE(table->getvalue(0, column, &value)) << column;
-        EXPECT_FALSE(table->getvalue2(0, column, &value)) << column;
-        EXPECT_FALSE(table->getstring(0, column, &text)) << column;
-    }
-    for (int row : {-1, 2, INT32_MIN, INT32_MAX}) {
-        EXPECT_FALSE(table->getvalue(row, 6, &value)) << row;
-        EXPECT_FALSE(table->getvalue2(row, 4, &value)) << row;
-        EXPECT_FALSE(table->getstring(row, 1, &text)) << row;
-    }
-    EXPECT_EQ(value, Untouched);
-    EXPECT_EQ(text, nullptr);
-}
-
-TEST_F(ZoneTableCellsTest, AbsentColumnsAndColumnsBeyondTheRowAreRefused) {
-    words[4] = ~(1u << 6);
-    Table table = openCells();
-    ASSERT_NE(table, nullptr);
-    uint32_t value = Untouched;
-    EXPECT_FALSE(table->getvalue(0, 6, &value));
-    EXPECT_TRUE(table->getvalue(0, 8, &value));
-
-    // Three columns per row: column 4 exists in the kind table but not in the rows.
-    words[3] = 3;
-    words[4] = 0xFFFFFFFF;
+    EXPECT_TRUE(table->getvalue(1, 6, &value) && value == 106 && table->getvalue2(1, 5, &value));
+    EXPECT_TRUE(value == 105 && table->getstring(0, 0, &text) && text == std::wstring(L"hi"));
+    EXPECT_TRUE(table->getstring(1, 0, &text) && text == std::wstring(L"i"));
+    EXPECT_TRUE(table->getstring(0, 1, &text) && *text == 0 && table->hascolumn(31));
+    EXPECT_FALSE(table->hascolumn(8) || table->hascolumn(32) || table->hascolumn(-1));
+    // Other kinds, column 8 absent, no kind from column 14, rows outside the table, and strings
+    // unterminated, in the header, just before the string area, past the end or negative.
+    const std::tuple<const char*, int32_t, int32_t> refused[] = {
+        {"v2", 0, 0},   {"v", 0, 4},  {"2s", 0, 6}, {"v", 0, 8}, {"s2v", 0, 14},      {"s", 0, 15},
+        {"s2v", 0, -1}, {"v", -1, 6}, {"v", 2, 6},  {"2", 2, 4}, {"v", INT32_MAX, 6}, {"s", 0, 2},
+        {"s", 0, 3},    {"s", 0, 7},  {"s", 0, 9},  {"s", 0, 11}};
+    for (auto [getters, row, column] : refused)
+        expectRefused(table, getters, row, column);
     table.reset();
-    table = openCells();
-    ASSERT_NE(table, nullptr);
-    value = Untouched;
-    EXPECT_FALSE(table->getvalue2(0, 4, &value));
-    EXPECT_EQ(value, Untouched);
-}
-
-TEST_F(ZoneTableCellsTest, StringsMustStartInTheStringAreaAndEndInTheFile) {
-    const std::vector<uint32_t> refused = {
-        3,            // inside the header
-        Hello - 1,    // just before the string area
-        Unterminated, // no zero word before the end of the file
-        Unterminated + 2 /* the word count */,
-        0xFFFFFFFF, // negative
-        0x7FFFFFFF,
-    };
-    for (uint32_t cell : refused) {
-        setCell(0, 3, cell);
-        Table table = openCells();
-        ASSERT_NE(table, nullptr);
-        const wchar_t* text = nullptr;
-        EXPECT_FALSE(table->getstring(0, 3, &text)) << cell;
-        EXPECT_EQ(text, nullptr);
-    }
+    std::filesystem::remove(Path);
 }
 
 } // namespace
