@@ -29,10 +29,9 @@ class ServiceProcess {
     bool start(const std::string& program = "", const std::vector<std::string>& args = {});
     pid_t pid() const { return child; }
     bool waitUntilListening();
-    // Sends the signal and returns the exit status, or -1 when the process did not exit
-    // normally within the time-out (it is then killed).
+    // Sends the signal (0: none) and returns the exit status, or -1 when the process did not
+    // exit normally within the time-out (it is then killed).
     int stop(int signal, int timeoutMs = 10000);
-    int waitExit(int timeoutMs);
     // Everything written so far; the position of wanted at or after offset, or npos when it
     // has not come within the time-out.
     std::string text(Stream stream = Output) const;
