@@ -1,5 +1,5 @@
 // Player process seen from the supervisor's side: report bytes and exit status for a played
-// clip, a stop signal, and files the player cannot play.
+// clip, a stop signal, a closed command pipe, and files the player cannot play.
 #include "player/player_process.h"
 
 #include <gst/gst.h>
@@ -14,21 +14,19 @@
 
 namespace {
 
-// A player process forked as the supervisor forks it, with its two pipes.
+// A player process forked as the supervisor forks it: its mask, non-blocking pipes.
 struct Player {
     explicit Player(const char* file) {
         int commands[2], statuses[2];
-        const int flags = O_CLOEXEC | O_NONBLOCK; // as the supervisor makes them
-        EXPECT_EQ(pipe2(commands, flags) | pipe2(statuses, flags), 0);
-        pid = fork();
-        if (pid == 0) {
-            sigset_t mask; // the supervisor's
+        EXPECT_EQ(pipe2(commands, O_CLOEXEC | O_NONBLOCK) | pipe2(statuses, O_CLOEXEC | O_NONBLOCK),
+                  0);
+        if ((pid = fork()) == 0) {
+            sigset_t mask;
             sigemptyset(&mask);
             for (int signal : {SIGINT, SIGTERM, SIGCHLD})
                 sigaddset(&mask, signal);
             sigprocmask(SIG_SETMASK, &mask, nullptr);
-            gst_registry_fork_set_enabled(FALSE);
-            close(commands[1]); // the supervisor's ends
+            close(commands[1]);
             close(statuses[0]);
             runPlayerProcess(commands[0], statuses[1],
                              (VIDEOD_BINARY_DIR "/media/" + std::string(file)).c_str(), {});
@@ -38,10 +36,7 @@ struct Player {
         commandFd = commands[1];
         reportFd = statuses[0];
     }
-    ~Player() {
-        close(commandFd);
-        close(reportFd);
-    }
+    ~Player() { close(reportFd); }
     // Reads reports until they hold wanted, or the pipe ends, or ten times the idle time.
     bool until(const std::string& wanted) {
         auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
@@ -55,9 +50,10 @@ struct Player {
                 break;
         return reports.find(wanted) != std::string::npos;
     }
-    // Exit status after the reports have ended; the child is killed if it does not go.
+    // Exit status once the reports have ended; the child is killed if it does not go.
     int exitStatus() {
         until("reports end");
+        close(commandFd);
         int status = 0;
         for (int i = 0; i < 1000 && waitpid(pid, &status, WNOHANG) == 0; ++i)
             usleep(10000);
@@ -86,9 +82,10 @@ TEST(PlayerProcess, ReportsEachStateUntilItFinishesOnStop) {
     EXPECT_EQ(player.reports.back(), 'f') << player.reports;
 }
 
-// A stop signal while playing is an orderly stop; a closed command pipe, a failure.
-TEST(PlayerProcess, StopSignalAndClosedCommandPipe) {
-    Player signalled("clip-b.mp4"), closed("clip-a.mp4");
+// A stop signal while playing is an orderly stop; a closed command pipe, a failure; a missing
+// file fails at once; a file that is no H.264 video ends when asked to play.
+TEST(PlayerProcess, StopsFailuresAndFilesItCannotPlay) {
+    Player signalled("clip-b.mp4"), closed("clip-a.mp4"), missing("missing.mp4");
     signalled.send('g');
     ASSERT_TRUE(signalled.until("g") && closed.until("p")) << signalled.reports << closed.reports;
     kill(signalled.pid, SIGTERM);
@@ -98,11 +95,6 @@ TEST(PlayerProcess, StopSignalAndClosedCommandPipe) {
     EXPECT_EQ(signalled.reports.back(), 'f');
     EXPECT_EQ(closed.exitStatus(), 1);
     EXPECT_EQ(closed.reports, "pf");
-}
-
-// A missing file fails at once; a file that is no H.264 video ends when asked to play.
-TEST(PlayerProcess, FilesItCannotPlayEndOrFail) {
-    Player missing("missing.mp4");
     EXPECT_EQ(missing.exitStatus(), 1);
     EXPECT_EQ(missing.reports, "f");
     for (const char* file : {"clip-mpeg4.mp4", "not-a-video.mp4"}) {
