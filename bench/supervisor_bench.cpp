@@ -15,7 +15,7 @@ static void hungPlayerKill(benchmark::State& state) {
     std::vector<double> samplesMs;
     for (auto _ : state) {
         PlayerProcess player;
-        if (!launchPlayer(player, "/hangs.mp4", DisplaySettings{})) {
+        if (!launchPlayer(player, "/silent.mp4", DisplaySettings{})) {
             state.SkipWithError("no player process");
             break;
         }

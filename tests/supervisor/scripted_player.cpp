@@ -16,24 +16,20 @@ static void runScript(int commandFd, int statusFd, const char* path, const Displ
     std::string name = base == nullptr ? path : base + 1;
     const std::string script = name.substr(0, name.find_first_of("-."));
     char command = ReportFinished;
-    while (script == "silent")
-        pause();
     if (script == "fails") {
         (void)!write(statusFd, &command, 1);
         _exit(1);
     }
     (void)fcntl(commandFd, F_SETFL, 0); // nothing else to do, so it blocks here
-    for (;;) {
-        bool closed = read(commandFd, &command, 1) <= 0;
-        if (script == "hangs" && closed)
-            pause();
-        else if ((closed || command == CommandStop) && script != "hangs") {
-            command = ReportFinished;
-            (void)!write(statusFd, &command, 1);
-            _exit(0);
-        } else if (command != CommandStop)
-            (void)!write(statusFd, &command, 1);
+    while (script == "plays" && read(commandFd, &command, 1) == 1 && command != CommandStop)
+        (void)!write(statusFd, &command, 1);
+    if (script == "plays") {
+        command = ReportFinished;
+        (void)!write(statusFd, &command, 1);
+        _exit(0);
     }
+    for (;;)
+        pause();
 }
 
 static void onChildSignal(int) {}

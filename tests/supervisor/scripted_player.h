@@ -2,9 +2,8 @@
 // video's file name picks the script: the part before the first '-' or '.', so
 // "/tmp/x/plays-b.mp4" runs "plays".
 //   plays  answers "p"/"g" with the same report; "q" or a closed command pipe: "f", exit 0
-//   hangs  as plays, but ignores "q" and a closed command pipe, and never exits
 //   fails  reports "f" and exits 1 at once (file cannot be opened)
-//   silent never reports and never exits
+//   silent (and any other name) never reports, ignores every command and never exits
 #pragma once
 
 // Points playerEntry at the scripts, with the service's SIGCHLD regime: blocked outside the
