@@ -47,6 +47,9 @@ TEST_F(Controller, AChildSilentSinceItsLaunchIsSkippedUnderTheSameRequest) {
               2);
     EXPECT_EQ(playerStatus(controller.player), PlayerStatus::Playing);
     EXPECT_GT(sysman::elapsedMs(start), StartReportMs + StopGraceMs);
+    // A child that has reported plays on however long it takes.
+    EXPECT_EQ(runLoop(StartReportMs + 1000), 0);
+    EXPECT_EQ(playerStatus(controller.player), PlayerStatus::Playing);
 }
 
 TEST_F(Controller, RoundsWithoutAClipThatPlaysWaitLongerEachTime) {
@@ -60,6 +63,7 @@ TEST_F(Controller, RoundsWithoutAClipThatPlaysWaitLongerEachTime) {
     controller.playlist = {"/plays.mp4"};
     runLoop(10000, [] { return playerStatus(controller.player) == PlayerStatus::Paused; });
     EXPECT_EQ(playerStatus(controller.player), PlayerStatus::Paused);
+    EXPECT_EQ(controller.backoffMs, 0u) << "a clip that plays ends the backoff";
 }
 
 } // namespace
