@@ -1,5 +1,5 @@
-// Runs a fuzz target over every file of the corpus directories given on the command line,
-// so builds without libFuzzer still check the saved inputs.
+// Runs a fuzz target over every file of the corpus directory given on the command line, so
+// builds without libFuzzer still check the saved inputs.
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -12,13 +12,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 int main(int argc, char** argv) {
     int replayed = 0;
     std::error_code error;
-    for (int i = 1; i < argc; ++i)
-        for (const auto& entry : std::filesystem::directory_iterator(argv[i], error)) {
-            std::ifstream file(entry.path(), std::ios::binary);
-            std::vector<uint8_t> data{std::istreambuf_iterator<char>(file), {}};
-            (void)LLVMFuzzerTestOneInput(data.data(), data.size());
-            ++replayed;
-        }
+    for (const auto& entry : std::filesystem::directory_iterator(argc == 2 ? argv[1] : "", error)) {
+        std::ifstream file(entry.path(), std::ios::binary);
+        std::vector<uint8_t> data{std::istreambuf_iterator<char>(file), {}};
+        (void)LLVMFuzzerTestOneInput(data.data(), data.size());
+        ++replayed;
+    }
     printf("%d inputs replayed\n", replayed);
     return replayed > 0 && !error ? 0 : 1;
 }

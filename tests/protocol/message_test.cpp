@@ -4,112 +4,79 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
-#include <cwchar>
 #include <vector>
 
 namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-// Wire bytes: header with the item counts, then the items; total is their size unless given.
-Bytes wire(uint8_t fields, uint8_t params, Bytes items, int total = -1) {
-    Bytes out = {0xB1, 0xFB, 0, 0, 48, 1, fields, params};
-    out.resize(8 + items.size());
-    std::copy(items.begin(), items.end(), out.begin() + 8);
-    const auto length = static_cast<uint32_t>(total < 0 ? int(out.size()) : total);
-    out[2] = static_cast<uint8_t>(length);
-    out[3] = static_cast<uint8_t>(length >> 8);
-    return out;
+// Wire bytes: header with the item counts and their total, then the items.
+Bytes wire(uint8_t fields, uint8_t params, Bytes items) {
+    const auto size = static_cast<uint16_t>(8 + items.size());
+    items.insert(items.begin(),
+                 {0xB1, 0xFB, uint8_t(size), uint8_t(size >> 8), 48, 1, fields, params});
+    return items;
 }
 
-// A receive buffer as the server has it: the datagram, then filler bytes.
-struct Received {
-    alignas(4) uint8_t buffer[MaxMessageSize + 64];
-    Message message;
-    bool decode(const Bytes& datagram) {
-        memset(buffer, 0xAA, sizeof buffer);
-        memcpy(buffer, datagram.data(), datagram.size());
-        return decodeMessage(buffer, static_cast<int32_t>(datagram.size()), message);
-    }
-};
+// The receive buffer as the server has it: the datagram, then filler bytes.
+alignas(4) uint8_t buffer[MaxMessageSize + 64];
+Message message;
+
+bool decode(const Bytes& datagram) {
+    memset(buffer, 0xAA, sizeof buffer);
+    memcpy(buffer, datagram.data(), datagram.size());
+    return decodeMessage(buffer, static_cast<int32_t>(datagram.size()), message);
+}
 
 TEST(Codec, DecodeChecksEveryBound) {
-    Bytes longField = {0x2C, 0x01, 0, 0};
-    longField.resize(4 + 300, 'x');
-    const struct {
-        const char* what;
-        Bytes datagram;
-        bool accepted;
-    } rows[] = {
-        {"header only", wire(0, 0, {}), true},
-        {"seven bytes", {0xB1, 0xFB, 7, 0, 48, 1, 0}, false},
-        {"bad magic", {0xB1, 0xFC, 8, 0, 48, 1, 0, 0}, false},
-        {"total below the header", wire(0, 0, {}, 7), false},
-        {"total past the datagram", wire(0, 0, {}, 9), false},
-        {"bytes past the total ignored", wire(0, 0, {1, 2, 3, 4}, 8), true},
-        {"field data ends the message", wire(1, 0, {3, 0, 0, 0, 'a', 'b', 'c'}), true},
-        {"field data one past the total", wire(1, 0, {4, 0, 0, 0, 'a', 'b', 'c'}), false},
-        {"field header cut", wire(1, 0, {3, 0}), false},
-        {"field of 300 bytes", wire(1, 0, longField), true},
-        {"seventeen empty fields", wire(17, 0, Bytes(17 * 4, 0)), true},
-        {"parameter ends the message", wire(0, 1, {1, 0, 0, 0, 'n', 0, 0, 0, 0, 0, 0, 0}), true},
-        {"parameter name past the total", wire(0, 1, {2, 0, 0, 0, 'n', 0, 0, 0, 0, 0, 0, 0}),
-         false},
-        {"parameter value past the total", wire(0, 1, {1, 0, 0, 0, 'n', 0, 0, 0, 1, 0, 0, 0}),
-         false},
+    Bytes cut = {0x01, 0x01, 0, 0}; // a 16-bit length: 257 bytes announced, 256 there
+    cut.resize(4 + 256, 'x');
+    // Each datagram with the items it decodes to, fields and parameters, or -1 when refused.
+    const std::pair<Bytes, int> rows[] = {
+        {{0xB1, 0xFB, 7, 0, 48, 1, 0}, -1},                       // shorter than a header
+        {{0xB1, 0xFC, 8, 0, 48, 1, 0, 0}, -1},                    // bad magic
+        {{0xB1, 0xFB, 7, 0, 48, 1, 0, 0}, -1},                    // total below the header
+        {{0xB1, 0xFB, 9, 0, 48, 1, 0, 0}, -1},                    // total past the datagram
+        {{0xB1, 0xFB, 8, 0, 48, 1, 0, 0, 'z'}, 0},                // bytes past the total ignored
+        {wire(1, 0, cut), -1},                                    // field past the total
+        {wire(1, 0, {3, 0, 0, 0, 'a', 'b', 'c'}), 1},             // fill may lie past the total
+        {wire(17, 0, Bytes(17 * 4, 0)), MaxFields},               // fields past MaxFields
+        {wire(0, 101, Bytes(101 * 8, 0)), MaxParams},             // params past MaxParams
+        {wire(0, 1, {2, 0, 0, 0, 'n', 0, 0, 0, 0, 0, 0, 0}), -1}, // name past the total
+        {wire(0, 1, {1, 0, 0, 0, 'n', 0, 0, 0, 1, 0, 0, 0}), -1}, // value past the total
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.what);
-        Received r;
-        EXPECT_EQ(r.decode(row.datagram), row.accepted);
-    }
-    Received r;
-    ASSERT_TRUE(r.decode(wire(1, 0, longField)));
-    EXPECT_EQ(r.message.fields[0].length, 300);
-    ASSERT_TRUE(r.decode(wire(17, 0, Bytes(17 * 4, 0))));
-    EXPECT_EQ(r.message.fieldCount, MaxFields);
+    for (const auto& row : rows)
+        EXPECT_EQ(decode(row.first) ? message.fieldCount + message.paramCount : -1, row.second)
+            << "row " << &row - rows;
 }
 
 TEST(Codec, DecodePointsIntoTheBufferAndTerminatesTexts) {
-    Received r;
-    ASSERT_TRUE(r.decode(wire(1, 1, {3, 0, 0, 0, 'a', 'b', 'c', 0, 1, 0, 0,   0, 'n', 0,
-                                     0, 0, 2, 0, 0,   0,   'v', 0, 0, 0, 'w', 0, 1,   0})));
-    EXPECT_EQ(r.message.type, 48);
-    EXPECT_EQ(r.message.code, 1);
-    ASSERT_EQ(r.message.fieldCount, 1);
-    EXPECT_EQ(r.message.fields[0].data, r.buffer + 12);
-    EXPECT_EQ(memcmp(r.message.fields[0].data, "abc", 3), 0);
-    ASSERT_EQ(r.message.paramCount, 1);
-    EXPECT_STREQ(r.message.params[0].name, L"n");
-    EXPECT_STREQ(r.message.params[0].value, L"v\x10077");
+    // A 3-byte field and the parameter "n" = "v" U+10077, its end terminated in the filler.
+    ASSERT_TRUE(decode(wire(1, 1, {3, 0, 0, 0, 'a', 'b', 'c', 0, 1, 0, 0,   0, 'n', 0,
+                                   0, 0, 2, 0, 0,   0,   'v', 0, 0, 0, 'w', 0, 1,   0})));
+    EXPECT_TRUE(message.type == 48 && message.code == 1);
+    ASSERT_EQ(message.fieldCount, 1);
+    EXPECT_EQ(message.fields[0].data, buffer + 12);
+    EXPECT_EQ(message.fields[0].length, 3);
+    ASSERT_EQ(message.paramCount, 1);
+    EXPECT_STREQ(message.params[0].name, L"n");
+    EXPECT_STREQ(message.params[0].value, L"v\x10077");
 }
 
 TEST(Codec, EncodesExactBytesWithinItsLimits) {
-    Message m{};
-    m.type = 16;
-    m.code = 2;
     const uint8_t version[4] = {0, 0, 0, 1};
-    const wchar_t name[] = L"k";
-    m.fieldCount = 1;
-    m.fields[0] = {4, version};
-    m.paramCount = 1;
-    m.params[0] = {name, nullptr};
+    Message m{16, 2, 1, 1, {{4, version}}, {{L"k", nullptr}}};
     uint8_t out[MaxMessageSize];
-    const Bytes expected = {0xB1, 0xFB, 28, 0, 16, 2, 1,   1, 4, 0, 0, 0, 0, 0,
-                            0,    1,    1,  0, 0,  0, 'k', 0, 0, 0, 0, 0, 0, 0};
     ASSERT_EQ(encodeMessage(out, m), 28);
-    EXPECT_EQ(Bytes(out, out + 28), expected);
-
-    static uint8_t big[MaxMessageSize];
-    m.paramCount = 0;
-    m.fields[0] = {MaxMessageSize - 12, big};
+    EXPECT_EQ(Bytes(out, out + 28), (Bytes{0xB1, 0xFB, 28, 0, 16, 2, 1,   1, 4, 0, 0, 0, 0, 0,
+                                           0,    1,    1,  0, 0,  0, 'k', 0, 0, 0, 0, 0, 0, 0}));
+    m = Message{16, 2, 1, 0, {{MaxMessageSize - 12, buffer}}, {}}; // fills a message to the byte
     EXPECT_EQ(encodeMessage(out, m), MaxMessageSize);
     m.fields[0].length = MaxMessageSize - 11;
     EXPECT_EQ(encodeMessage(out, m), -1);
-    m.fieldCount = MaxFields + 1;
-    EXPECT_EQ(encodeMessage(out, m), -1);
+    EXPECT_EQ(encodeMessage(out, Message{0, 0, MaxFields + 1, 0, {}, {}}), -1);
+    EXPECT_EQ(encodeMessage(out, Message{0, 0, 0, MaxParams + 1, {}, {}}), -1);
 }
 
 } // namespace
