@@ -5,10 +5,10 @@
 #include <chrono>
 #include <csignal>
 #include <cstring>
-#include <fcntl.h>
 #include <fstream>
 #include <linux/close_range.h>
 #include <sched.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -22,18 +22,15 @@ bool enterPrivateNetworkNamespace(std::string& why) {
 }
 
 ServiceProcess::ServiceProcess() {
-    for (std::string& file : files) {
-        char name[] = "/tmp/service-outputXXXXXX";
-        close(mkstemp(name));
-        file = name;
-    }
+    for (int& fd : files)
+        fd = memfd_create("service-output", MFD_CLOEXEC);
 }
 
 ServiceProcess::~ServiceProcess() {
     if (child > 0 && status < 0)
         (void)stop(SIGKILL);
-    for (const std::string& file : files)
-        unlink(file.c_str());
+    for (int fd : files)
+        close(fd);
 }
 
 bool ServiceProcess::start(const std::string& program, const std::vector<std::string>& args) {
@@ -43,8 +40,8 @@ bool ServiceProcess::start(const std::string& program, const std::vector<std::st
     child = fork();
     if (child == 0) {
         // Only the standard three and an empty mask, as a service manager would start it.
-        dup2(open(files[Input].c_str(), O_RDWR | O_APPEND), 0);
-        dup2(open(files[Output].c_str(), O_WRONLY | O_APPEND), 1);
+        dup2(files[Input], 0);
+        dup2(files[Output], 1);
         dup2(1, 2);
         close_range(3, ~0u, 0);
         sigset_t none;
@@ -71,7 +68,7 @@ bool ServiceProcess::waitUntilListening() {
 }
 
 std::string ServiceProcess::text(Stream stream) const {
-    std::ifstream file(files[stream], std::ios::binary);
+    std::ifstream file("/proc/self/fd/" + std::to_string(files[stream]), std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
 }
 

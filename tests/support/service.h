@@ -41,7 +41,7 @@ class ServiceProcess {
     int cpuMs() const;
 
   private:
-    std::string files[2];
+    int files[2]; // in memory: descriptor 0, and 1 and 2 together
     pid_t child = 0;
     int status = -1;
 };
