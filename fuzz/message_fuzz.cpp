@@ -1,15 +1,10 @@
 // Fuzzes the message decoder: no write beyond the allowed slack, every recorded pointer
 // inside the datagram, and whatever decodes re-encodes to a message with the same content.
+#include "fuzz/check.h"
 #include "protocol/message.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <cwchar>
-
-static void check(bool condition) {
-    if (!condition)
-        abort();
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size > static_cast<size_t>(MaxMessageSize))

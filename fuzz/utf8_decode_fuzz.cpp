@@ -2,19 +2,14 @@
 // code points or U+FFFD, and decoding the re-encoded text gives the same characters again.
 // The seed kuhn_stress_test is Markus Kuhn's "UTF-8 decoder capability and stress test"
 // (2015-08-28), CC BY 4.0.
+#include "fuzz/check.h"
 #include "sysman/latin1_string.h"
 #include "sysman/utf8_string.h"
 #include "sysman/wstring.h"
 
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
-
-static void check(bool condition) {
-    if (!condition)
-        abort();
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // An exactly sized heap copy, so a read past the terminator is caught by the sanitizer.

@@ -1,19 +1,14 @@
 // Fuzzes the zone-table reader on arbitrary files: opening and every getter over and around
 // the table's bounds; each string handed out must end inside the mapping.
+#include "fuzz/check.h"
 #include "sysman/opentzlist.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cwchar>
 #include <memory>
 #include <string>
 #include <sys/mman.h>
 #include <unistd.h>
-
-static void check(bool condition) {
-    if (!condition)
-        abort();
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // The input as a file, in memory.

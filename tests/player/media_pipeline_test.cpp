@@ -11,7 +11,6 @@
 namespace {
 
 TEST(MediaPipeline, DisplaySettingsBecomeSinkProperties) {
-    gst_registry_fork_set_enabled(FALSE);
     gst_init(nullptr, nullptr);
     const struct {
         DisplaySettings display;
@@ -39,7 +38,6 @@ TEST(MediaPipeline, DisplaySettingsBecomeSinkProperties) {
 // Commands fired from the main thread until the worker has finished: each stop must end the
 // run wherever it lands, and no command may touch the pipeline after its release.
 TEST(MediaPipeline, StopAtAnyMomentEndsTheRun) {
-    gst_registry_fork_set_enabled(FALSE);
     gst_init(nullptr, nullptr);
     for (int delayMs = 0; delayMs <= 150; delayMs += 10) {
         Player player;
