@@ -2,7 +2,6 @@
 // clip, a stop signal, a closed command pipe, and files the player cannot play.
 #include "player/player_process.h"
 
-#include <gst/gst.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -36,7 +35,6 @@ struct Player {
         commandFd = commands[1];
         reportFd = statuses[0];
     }
-    ~Player() { close(reportFd); }
     // Reads reports until they hold wanted, or the pipe ends, or ten times the idle time.
     bool until(const std::string& wanted) {
         auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <fcntl.h>
 #include <fstream>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -46,14 +45,12 @@ TEST(Playlist, LoadTakesTheSafeLinesWithTheFilesDirectory) {
     ASSERT_EQ(controller.playlist.size(), MaxPlaylistEntries);
     EXPECT_EQ(controller.playlist.back(), dir + "/v99");
     EXPECT_FALSE(loadPlaylist((dir + "/none").c_str(), false));
-    EXPECT_TRUE(controller.playlist.empty());
 
     // Neither a FIFO without a writer nor a huge file without a line feed holds the loop up.
     ASSERT_EQ(mkfifo((dir + "/fifo").c_str(), 0600), 0);
     EXPECT_FALSE(loadPlaylist((dir + "/fifo").c_str(), false));
-    int fd = open((dir + "/big").c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600);
-    ASSERT_EQ(ftruncate(fd, 64 << 20), 0);
-    (void)close(fd);
+    std::ofstream(dir + "/big").close();
+    ASSERT_EQ(truncate((dir + "/big").c_str(), 64 << 20), 0);
     EXPECT_TRUE(loadPlaylist((dir + "/big").c_str(), false));
     EXPECT_TRUE(controller.playlist.empty());
     (void)system(("rm -rf " + dir).c_str());

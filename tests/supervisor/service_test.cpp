@@ -72,7 +72,6 @@ TEST_F(Service, RefusalsAndStopSignalWhileIdle) {
     EXPECT_EQ(second.stop(0), 1);
     EXPECT_EQ(second.text(), "Binding to service address: Address already in use\n"
                              "Is the service already running?\n");
-    EXPECT_TRUE(service.children().empty());
     EXPECT_EQ(service.stop(SIGINT), 0);
     EXPECT_EQ(service.text(ServiceProcess::Input), "Video sigint\n");
     EXPECT_EQ(service.text(), "Could not load any videos \nCouldn't open playlist\n"
@@ -136,9 +135,7 @@ TEST_F(Service, LoadWithStopEndsTheClipAndStopSignalLeavesNoPlayer) {
     std::vector<pid_t> players = service.children();
     ASSERT_EQ(players.size(), 1u);
     EXPECT_EQ(service.stop(SIGTERM), 0);
-    struct stat info;
-    EXPECT_NE(stat(("/proc/" + std::to_string(players[0])).c_str(), &info), 0)
-        << "the player process is gone, not even a zombie";
+    EXPECT_NE(kill(players[0], 0), 0) << "the player process is gone, not even a zombie";
 }
 
 TEST_F(Service, AHungPlayerDiesWithAServiceKilledOutright) {
@@ -155,7 +152,6 @@ TEST_F(Service, AHungPlayerDiesWithAServiceKilledOutright) {
     EXPECT_EQ(poll(&exited, 1, 10000), 1) << "the player outlived its service";
     if (exited.revents == 0)
         kill(players[0], SIGKILL);
-    close(player);
 }
 
 } // namespace

@@ -6,9 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
 #include <sys/types.h>
-#include <vector>
 
 namespace testsupport {
 

@@ -46,8 +46,6 @@ TEST(ZoneTable, ValidatesTheHeaderAndReadsOnlyPresentCellsOfTheirKind) {
         {{5, 5, 0, 1, 1}, 0, nullptr},             // 20 bytes, no rows
         {{5, 5, 1, 3, 0xFF, 0, 0, 0}, 0, nullptr}, // the row table ends at the end of the file
         {{5, 5, 0, 1}, 3, ""},                     // 19 bytes: refused without a word
-        {{4, 5, 0, 1, 1}, 0, Invalid},             // string area inside the header
-        {{5, 4, 0, 1, 1}, 0, Invalid},             // row table inside the header
         {{5, 5, 0xFFFFFFFF, 1, 1}, 0, Invalid},    // negative row count
         {{5, 5, 0, 0, 1}, 0, Invalid},             // no columns
         {{5, 5, 2, 1, 1, 0}, 3, Invalid},          // second row cut; a partial word does not count

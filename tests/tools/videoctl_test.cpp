@@ -40,7 +40,6 @@ TEST(Demo, PlaysUntilInterruptedAndExitsZero) {
     EXPECT_NE(demo.waitFor("from PAUSED to PLAYING:", 20000), std::string::npos) << demo.text();
     EXPECT_EQ(demo.stop(SIGINT), 0) << demo.text();
     EXPECT_EQ(demo.text(testsupport::ServiceProcess::Input), "Video sigint\n");
-    EXPECT_TRUE(demo.children().empty());
 }
 
 } // namespace
