@@ -37,7 +37,8 @@ void printIdentity(const Message& reply) {
     std::string capabilities;
     const uint8_t* c = reply.fields[1].data;
     for (unsigned i = 0; i + 4 <= reply.fields[1].length; i += 4) {
-        uint32_t character = static_cast<uint32_t>(c[i] | c[i + 1] << 8);
+        uint32_t character = static_cast<uint32_t>(c[i] | c[i + 1] << 8 | c[i + 2] << 16) |
+                             static_cast<uint32_t>(c[i + 3]) << 24;
         capabilities += character < 0x80 ? static_cast<char>(character) : '?';
     }
     printf("video service %u.%u.%u, capabilities: %s\n", word >> 24, (word >> 16) & 0xFF,
