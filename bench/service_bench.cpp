@@ -151,7 +151,7 @@ bool playForever(benchmark::State& state, testsupport::ControlClient& client,
     (void)symlink(clip.c_str(), (dir + "/clip.mp4").c_str());
     std::ofstream(dir + "/list.txt") << "clip.mp4\n";
     client.open();
-    client.send(testsupport::playModeRequest(1));
+    client.send(testsupport::request(49, {testsupport::Bytes{1}}));
     client.receive(1000);
     client.send(testsupport::loadPlaylistRequest(dir + "/list.txt", false));
     bool ok = !client.receive(1000).empty();
@@ -309,7 +309,7 @@ void allBadPlaylist(benchmark::State& state) {
     (void)mkdir(dir.c_str(), 0700);
     std::ofstream(dir + "/bad.txt") << "missing.mp4\nbad.txt\n";
     client.open();
-    client.send(testsupport::playModeRequest(1));
+    client.send(testsupport::request(49, {testsupport::Bytes{1}}));
     client.receive(1000);
     for (auto _ : state) {
         double before = cpuWithChildrenMs(service.pid());

@@ -8,6 +8,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -79,10 +80,12 @@ TEST(PlayerProcess, ReportsEachStateUntilItFinishesOnStop) {
     EXPECT_EQ(player.reports.back(), 'f') << player.reports;
 }
 
-// A stop signal while playing is an orderly stop; a closed command pipe, a failure; a missing
-// file fails at once; a file that is no H.264 video ends when asked to play.
+// A stop signal while playing is an orderly stop; a closed command pipe, a failure; a FIFO
+// fails at once, never blocking; a file that is no H.264 video ends when asked to play.
 TEST(PlayerProcess, StopsFailuresAndFilesItCannotPlay) {
-    Player signalled("clip-b.mp4"), closed("clip-a.mp4"), missing("missing.mp4");
+    const std::string fifo = "fifo-" + std::to_string(getpid());
+    ASSERT_EQ(mkfifo((VIDEOD_BINARY_DIR "/media/" + fifo).c_str(), 0600), 0);
+    Player signalled("clip-b.mp4"), closed("clip-a.mp4"), missing(fifo.c_str());
     signalled.send('g');
     ASSERT_TRUE(signalled.until("g") && closed.until("p")) << signalled.reports << closed.reports;
     kill(signalled.pid, SIGTERM);
@@ -94,6 +97,7 @@ TEST(PlayerProcess, StopsFailuresAndFilesItCannotPlay) {
     EXPECT_EQ(closed.reports, "pf");
     EXPECT_EQ(missing.exitStatus(), 1);
     EXPECT_EQ(missing.reports, "f");
+    unlink((VIDEOD_BINARY_DIR "/media/" + fifo).c_str());
     for (const char* file : {"clip-mpeg4.mp4", "not-a-video.mp4"}) {
         Player player(file);
         player.send('g');

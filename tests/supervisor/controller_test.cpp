@@ -59,7 +59,7 @@ TEST_F(Controller, RoundsWithoutAClipThatPlaysWaitLongerEachTime) {
     // A client's request starts the next round at once.
     setRequest(static_cast<int>(PlaybackRequest::Pause));
     EXPECT_EQ(runLoop(500), 2);
-    controller.playlist = {"/plays.mp4"};
+    controller.playlist = {"", "/plays.mp4"}; // no child can be made for the first
     runLoop(10000, [] { return playerStatus(controller.player) == PlayerStatus::Paused; });
     EXPECT_EQ(playerStatus(controller.player), PlayerStatus::Paused);
     EXPECT_EQ(controller.backoffMs, 0u) << "a clip that plays ends the backoff";

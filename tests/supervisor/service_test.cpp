@@ -16,6 +16,7 @@ using namespace testsupport;
 
 // Ten times what a clip start takes on a loaded machine.
 constexpr int PlayTimeoutMs = 15000;
+// Play-mode requests are type 49 with one byte: 1 play, 2 pause, 0 stop.
 const std::string ClipA = "width=(int)320,", ClipB = "width=(int)240,", ClipC = "width=(int)160,";
 
 class Service : public ServiceFixture {
@@ -83,7 +84,7 @@ TEST_F(Service, PlaysTheListInOrderSkippingBadEntriesAndWrapsAround) {
     const std::string fifo = "fifo" + std::to_string(getpid()), clipC = "c#%41?" + fifo;
     ASSERT_EQ(mkfifo((VIDEOD_BINARY_DIR "/media/" + fifo).c_str(), 0600), 0);
     ASSERT_EQ(symlink("clip-c.mp4", (VIDEOD_BINARY_DIR "/media/" + clipC).c_str()), 0);
-    expectReply(playModeRequest(1), 49, 2);
+    expectReply(request(49, {Bytes{1}}), 49, 2);
     load("missing.mp4\nclip-b.mp4\r\n:clip-a.mp4\nclip-mpeg4.mp4\ntruncated.mp4\nempty.mp4\n"
          "not-a-video.mp4\n" +
          fifo + "\n" + clipC);
@@ -97,35 +98,35 @@ TEST_F(Service, FollowsPauseNextPlayAndStop) {
     load("clip-a.mp4\nclip-b.mp4\nclip-c.mp4\n");
     size_t at = expectInOrder({ClipA, "to PAUSED:"});
     EXPECT_EQ(service.waitFor("to PLAYING:", 500, at), std::string::npos);
-    expectReply(playModeRequest(1), 49, 2);
+    expectReply(request(49, {Bytes{1}}), 49, 2);
     at = expectInOrder({"from PAUSED to PLAYING:"}, at);
-    expectReply(playModeRequest(2), 49, 2);
+    expectReply(request(49, {Bytes{2}}), 49, 2);
     at = expectInOrder({"from PLAYING to PAUSED:"}, at);
 
     // Next while paused: the second clip starts paused; next while playing: the third plays.
     expectReply(request(50, {}), 50, 2);
     at = expectInOrder({ClipB, "to PAUSED:"}, at);
     EXPECT_EQ(service.waitFor("to PLAYING:", 1000, at), std::string::npos);
-    expectReply(playModeRequest(1), 49, 2);
+    expectReply(request(49, {Bytes{1}}), 49, 2);
     at = expectInOrder({"to PLAYING:"}, at);
     expectReply(request(50, {}), 50, 2);
     at = expectInOrder({ClipC, "to PLAYING:"}, at);
 
     // Stop ends the player and nothing starts; Next then skips one entry for the next Play.
-    expectReply(playModeRequest(0), 49, 2);
+    expectReply(request(49, {Bytes{0}}), 49, 2);
     for (int i = 0; i < 200 && !service.children().empty(); ++i)
         usleep(50000);
     EXPECT_TRUE(service.children().empty());
     at = service.text().size();
     EXPECT_EQ(service.waitFor("file caps", 1000, at), std::string::npos);
     expectReply(request(50, {}), 50, 2);
-    expectReply(playModeRequest(1), 49, 2);
+    expectReply(request(49, {Bytes{1}}), 49, 2);
     expectInOrder({"file caps", ClipB}, at);
     EXPECT_EQ(service.text().find(ClipA, at), std::string::npos);
 }
 
 TEST_F(Service, LoadWithStopEndsTheClipAndStopSignalLeavesNoPlayer) {
-    expectReply(playModeRequest(1), 49, 2);
+    expectReply(request(49, {Bytes{1}}), 49, 2);
     load("clip-a.mp4\n");
     size_t at = expectInOrder({"to PLAYING:"});
     load("clip-c.mp4\n", true);

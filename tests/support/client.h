@@ -26,7 +26,7 @@ class ControlClient : public ControlConnection {
 
 // A message of the given type with code 1 and these raw fields; the bare 8-byte message;
 // a little-endian int32 field; text as 32-bit characters (its bytes taken as Latin-1);
-// the load and play-mode requests (mode 1 play, 0 stop, 2 pause).
+// the load request.
 inline Bytes request(uint8_t type, const std::vector<Bytes>& fields) {
     Bytes out = {0xB1, 0xFB, 0, 0, type, 1, static_cast<uint8_t>(fields.size()), 0};
     for (const Bytes& field : fields) {
@@ -58,10 +58,6 @@ inline Bytes wideField(const std::string& text) {
 
 inline Bytes loadPlaylistRequest(const std::string& path, bool stopCurrent) {
     return request(48, {wideField(path), Bytes{uint8_t(stopCurrent)}});
-}
-
-inline Bytes playModeRequest(uint8_t mode) {
-    return request(49, {Bytes{mode}});
 }
 
 } // namespace testsupport
