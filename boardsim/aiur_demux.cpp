@@ -1,6 +1,8 @@
 // "aiurdemux" stand-in: a bin around qtdemux that ghosts each stream pad while it exists.
 #include "boardsim/aiur_demux.h"
 
+#include "boardsim/gst_compat.h"
+
 namespace {
 
 struct BoardsimAiurDemux {
@@ -16,12 +18,12 @@ constexpr const char* GhostKey = "boardsim-ghost";
 
 GstStaticPadTemplate sinkTemplate = GST_STATIC_PAD_TEMPLATE("sink", GST_PAD_SINK, GST_PAD_ALWAYS,
                                                             GST_STATIC_CAPS("video/quicktime"));
-GstStaticPadTemplate videoTemplate =
-    GST_STATIC_PAD_TEMPLATE("video_%u", GST_PAD_SRC, GST_PAD_SOMETIMES, GST_STATIC_CAPS_ANY);
-GstStaticPadTemplate audioTemplate =
-    GST_STATIC_PAD_TEMPLATE("audio_%u", GST_PAD_SRC, GST_PAD_SOMETIMES, GST_STATIC_CAPS_ANY);
-GstStaticPadTemplate subtitleTemplate =
-    GST_STATIC_PAD_TEMPLATE("subtitle_%u", GST_PAD_SRC, GST_PAD_SOMETIMES, GST_STATIC_CAPS_ANY);
+GstStaticPadTemplate videoTemplate = GST_STATIC_PAD_TEMPLATE(
+    BOARDSIM_VIDEO_PADS, GST_PAD_SRC, GST_PAD_SOMETIMES, GST_STATIC_CAPS_ANY);
+GstStaticPadTemplate audioTemplate = GST_STATIC_PAD_TEMPLATE(
+    BOARDSIM_AUDIO_PADS, GST_PAD_SRC, GST_PAD_SOMETIMES, GST_STATIC_CAPS_ANY);
+GstStaticPadTemplate subtitleTemplate = GST_STATIC_PAD_TEMPLATE(
+    BOARDSIM_SUBTITLE_PADS, GST_PAD_SRC, GST_PAD_SOMETIMES, GST_STATIC_CAPS_ANY);
 
 } // namespace
 
@@ -103,8 +105,7 @@ static void boardsim_aiur_demux_class_init(BoardsimAiurDemuxClass* klass) {
     gst_element_class_add_static_pad_template(elementClass, &videoTemplate);
     gst_element_class_add_static_pad_template(elementClass, &audioTemplate);
     gst_element_class_add_static_pad_template(elementClass, &subtitleTemplate);
-    gst_element_class_set_static_metadata(
+    setElementMetadata(
         elementClass, "Board demuxer stand-in", "Codec/Demuxer",
-        "Demultiplexes MP4/QuickTime files into one pad per stream, like the board's demuxer",
-        "videod developers");
+        "Demultiplexes MP4/QuickTime files into one pad per stream, like the board's demuxer");
 }

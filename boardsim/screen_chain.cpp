@@ -2,9 +2,8 @@
 // videoscale ! capsfilter ! videoflip ! compositor ! capsfilter ! fakesink or a window.
 #include "boardsim/screen_chain.h"
 
+#include "boardsim/gst_compat.h"
 #include "boardsim/screen_capture.h"
-
-#include <gst/video/video.h>
 
 static GstElement* make(GstBin* bin, const char* factory, const char* name) {
     GstElement* element = gst_element_factory_make(factory, name);
@@ -16,8 +15,8 @@ static GstElement* make(GstBin* bin, const char* factory, const char* name) {
 // Square pixels throughout, so that the compositor draws the picture at exactly the size
 // the caps give, and the scaler stretches instead of adding borders.
 static GstCaps* rawCaps(gint width, gint height) {
-    GstCaps* caps =
-        gst_caps_new_simple("video/x-raw", "pixel-aspect-ratio", GST_TYPE_FRACTION, 1, 1, nullptr);
+    GstCaps* caps = gst_caps_new_simple(BOARDSIM_RAW_VIDEO, "pixel-aspect-ratio", GST_TYPE_FRACTION,
+                                        1, 1, nullptr);
     if (width > 0)
         gst_caps_set_simple(caps, "width", G_TYPE_INT, width, nullptr);
     if (height > 0)
@@ -26,16 +25,16 @@ static GstCaps* rawCaps(gint width, gint height) {
 }
 
 // Only the display's four turns are known; any other value leaves the picture as it is.
-static GstVideoOrientationMethod directionFor(gint degrees) {
+static const char* turnFor(gint degrees) {
     switch (degrees) {
     case 90:
-        return GST_VIDEO_ORIENTATION_90R;
+        return FlipTurns[1];
     case 180:
-        return GST_VIDEO_ORIENTATION_180;
+        return FlipTurns[2];
     case 270:
-        return GST_VIDEO_ORIENTATION_90L;
+        return FlipTurns[3];
     default:
-        return GST_VIDEO_ORIENTATION_IDENTITY;
+        return FlipTurns[0];
     }
 }
 
@@ -48,7 +47,7 @@ static GstElement* makeOutput(GstBin* bin) {
             g_object_set(panel, "sync", TRUE, nullptr);
         return panel;
     }
-    GstElement* convert = make(bin, "videoconvert", "window-convert");
+    GstElement* convert = make(bin, BOARDSIM_CONVERT, "window-convert");
     GstElement* window = make(bin, "autovideosink", "window");
     if (!convert || !window || !gst_element_link(convert, window))
         return nullptr;
@@ -56,7 +55,7 @@ static GstElement* makeOutput(GstBin* bin) {
 }
 
 static bool linkToScreen(ScreenChain* chain, GstElement* screen) {
-    chain->picture = gst_element_request_pad_simple(screen, "sink_%u");
+    chain->picture = requestPad(screen, BOARDSIM_COMPOSITOR_PADS);
     if (!chain->picture)
         return false;
     GstPad* flipped = gst_element_get_static_pad(chain->flip, "src");
@@ -79,7 +78,7 @@ bool screenChainBuild(GstBin* bin, ScreenChain* chain) {
     chain->first = make(bin, "videoscale", "scale");
     chain->size = make(bin, "capsfilter", "size");
     chain->flip = make(bin, "videoflip", "flip");
-    GstElement* screen = make(bin, "compositor", "screen");
+    GstElement* screen = make(bin, BOARDSIM_COMPOSITOR, "screen");
     GstElement* screenSize = make(bin, "capsfilter", "screen-size");
     GstElement* output = makeOutput(bin);
     bool built = chain->first && chain->size && chain->flip && screen && screenSize && output;
@@ -105,7 +104,7 @@ void screenChainApply(const ScreenChain& chain, const ScreenGeometry& geometry) 
     GstCaps* caps = rawCaps(geometry.width, geometry.height);
     g_object_set(chain.size, "caps", caps, nullptr);
     gst_caps_unref(caps);
-    g_object_set(chain.flip, "video-direction", directionFor(geometry.rotate), nullptr);
+    gst_util_set_object_arg(G_OBJECT(chain.flip), FlipProperty, turnFor(geometry.rotate));
     g_object_set(chain.picture, "xpos", geometry.left, "ypos", geometry.top, nullptr);
 }
 

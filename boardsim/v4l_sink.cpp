@@ -1,6 +1,7 @@
 // "mfw_v4lsink" stand-in: a bin around the screen chain, with the display's properties.
 #include "boardsim/v4l_sink.h"
 
+#include "boardsim/gst_compat.h"
 #include "boardsim/screen_chain.h"
 
 namespace {
@@ -24,8 +25,8 @@ constexpr gint DEFAULT_AXIS_LEFT = 0;
 constexpr gint DEFAULT_AXIS_TOP = 0;
 constexpr gint DEFAULT_ROTATE = 0;
 
-GstStaticPadTemplate sinkTemplate =
-    GST_STATIC_PAD_TEMPLATE("sink", GST_PAD_SINK, GST_PAD_ALWAYS, GST_STATIC_CAPS("video/x-raw"));
+GstStaticPadTemplate sinkTemplate = GST_STATIC_PAD_TEMPLATE("sink", GST_PAD_SINK, GST_PAD_ALWAYS,
+                                                            GST_STATIC_CAPS(BOARDSIM_RAW_VIDEO));
 
 } // namespace
 
@@ -155,9 +156,7 @@ static void boardsim_v4l_sink_class_init(BoardsimV4lSinkClass* klass) {
     GstElementClass* elementClass = GST_ELEMENT_CLASS(klass);
     elementClass->change_state = changeState;
     gst_element_class_add_static_pad_template(elementClass, &sinkTemplate);
-    gst_element_class_set_static_metadata(
-        elementClass, "Board display sink stand-in", "Sink/Video",
-        "Scales, rotates and places the picture on a black 1024x768 virtual screen, played "
-        "in real time, like the board's display",
-        "videod developers");
+    setElementMetadata(elementClass, "Board display sink stand-in", "Sink/Video",
+                       "Scales, rotates and places the picture on a black 1024x768 virtual "
+                       "screen, played in real time, like the board's display");
 }

@@ -1,4 +1,4 @@
-// "vpudec" stand-in: H.264 decoder from "video/x-h264" to raw video.
+// "vpudec" stand-in: H.264 decoder from "video/x-h264" to raw I420 video.
 // GStreamer calls it from its own threads; the plug-in registers it.
 #pragma once
 

@@ -86,8 +86,10 @@ int MediaPipeline::create() {
 // Elements not yet in the pipeline are the record's own; those in it belong to the pipeline.
 void MediaPipeline::releaseElements() {
     for (GstElement** element : {&source, &demuxer, &queue, &decoder, &sink}) {
-        if (*element && !GST_OBJECT_PARENT(*element))
-            gst_object_unref(gst_object_ref_sink(*element));
+        if (*element && !GST_OBJECT_PARENT(*element)) {
+            gst_object_ref_sink(*element);
+            gst_object_unref(*element);
+        }
         *element = nullptr;
     }
 }
