@@ -1,20 +1,15 @@
-// The few GStreamer calls whose form differs between the 1.x and 0.10 series, so that a
-// build against the board's older GStreamer changes only this file. Used by the media
+// The few GStreamer calls whose form differs between the PC's 1.x and the board's 0.10 series;
+// the rest of the player is written once against the calls both share. Used by the media
 // pipeline on whichever thread calls it.
 #pragma once
 
 #include <gst/gst.h>
-#include <gst/pbutils/pbutils.h>
 
 // Caps that a pad can produce now; the caller releases them.
 inline GstCaps* padCaps(GstPad* pad) {
+#if GST_CHECK_VERSION(1, 0, 0)
     return gst_pad_query_caps(pad, nullptr);
-}
-
-inline bool discoveryOk(GstDiscovererInfo* info) {
-    return gst_discoverer_info_get_result(info) == GST_DISCOVERER_OK;
-}
-
-inline void releaseDiscoveryInfo(GstDiscovererInfo* info) {
-    gst_discoverer_info_unref(info);
+#else
+    return gst_pad_get_caps_reffed(pad);
+#endif
 }

@@ -128,7 +128,7 @@ void MediaPipeline::applyDisplaySettings() {
 }
 
 bool MediaPipeline::isPlayableVideo(GstDiscovererInfo* info) {
-    if (!discoveryOk(info))
+    if (gst_discoverer_info_get_result(info) != GST_DISCOVERER_OK)
         return false;
     GList* streams = gst_discoverer_info_get_video_streams(info);
     if (!streams)
@@ -194,7 +194,10 @@ gboolean MediaPipeline::onBusMessage(GstBus*, GstMessage* message, gpointer data
         gst_message_parse_state_changed(message, &oldState, &newState, nullptr);
         fprintf(playerLog(), "Pipeline state changed from %s to %s:\n",
                 gst_element_state_get_name(oldState), gst_element_state_get_name(newState));
-        if (newState != GST_STATE_VOID_PENDING)
+        // An end that overtakes the pipeline's own move to PAUSED or PLAYING (a clip that
+        // ends during preroll) stays: the parent learns of it only through Ended.
+        const bool endHidden = media->status == PlayerStatus::Ended && newState >= GST_STATE_PAUSED;
+        if (newState != GST_STATE_VOID_PENDING && !endHidden)
             media->status = static_cast<PlayerStatus>(newState - GST_STATE_NULL);
         break;
     }
@@ -244,7 +247,7 @@ int32_t MediaPipeline::play() {
         return 1;
     }
     bool playable = isPlayableVideo(info);
-    releaseDiscoveryInfo(info);
+    gst_discoverer_info_unref(info);
     if (!playable)
         return 1;
 

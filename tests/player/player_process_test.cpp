@@ -1,5 +1,6 @@
 // Player process seen from the supervisor's side: report bytes and exit status for a played
-// clip, a stop signal, a closed command pipe, and files the player cannot play.
+// clip, a stop signal, a closed command pipe, files the player cannot play and clips that end
+// early.
 #include "player/player_process.h"
 
 #include <gtest/gtest.h>
@@ -106,6 +107,19 @@ TEST(PlayerProcess, StopsFailuresAndFilesItCannotPlay) {
         EXPECT_EQ(player.exitStatus(), 0) << file;
         EXPECT_EQ(player.reports, "ef") << file;
     }
+}
+
+// A clip with a sound track passes discovery and plays before its end; a clip that ends while
+// it prerolls still reports its end.
+TEST(PlayerProcess, PlaysToAReportedEnd) {
+    Player audio("clip-audio.mp4"), truncated("truncated.mp4");
+    for (Player* player : {&audio, &truncated}) {
+        player->send('g');
+        ASSERT_TRUE(player->until("e")) << player->reports;
+        player->send('q');
+        EXPECT_EQ(player->exitStatus(), 0);
+    }
+    EXPECT_NE(audio.reports.front(), 'e') << audio.reports;
 }
 
 } // namespace
