@@ -96,7 +96,7 @@ BENCHMARK(playerLifecycle)
 // What a fresh player process spends before its pipeline changes state, one step at a time:
 // 0 gst_init alone, 1 gst_init and gst_deinit, 2 gst_init and the pipeline's elements
 // (plug-in loading), 3 gst_init and the first discovery of the clip, 4 gst_init and loading
-// only the software decoder's plug-in that the stand-in decoder wraps.
+// only the stand-ins' plug-in, decoder library included.
 void childStartStep(benchmark::State& state) {
     int step = int(state.range(0));
     for (auto _ : state) {
@@ -121,7 +121,7 @@ void childStartStep(benchmark::State& state) {
                 g_object_unref(discoverer);
             }
             if (step == 4) {
-                GstPlugin* plugin = gst_plugin_load_by_name("libav");
+                GstPlugin* plugin = gst_plugin_load_by_name("boardsim");
                 if (plugin)
                     gst_object_unref(plugin);
             }
