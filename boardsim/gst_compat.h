@@ -18,6 +18,7 @@
 #define BOARDSIM_H264                                                                              \
     "video/x-h264, stream-format=(string){ avc, byte-stream }, alignment=(string)au"
 #define BOARDSIM_I420 "video/x-raw, format=(string)I420"
+#define BOARDSIM_BGRX "video/x-raw, format=(string)BGRx"
 #define BOARDSIM_S16 "audio/x-raw, format=(string)S16LE, layout=(string)interleaved"
 // qtdemux names its stream pads after these templates.
 #define BOARDSIM_VIDEO_PADS "video_%u"
@@ -37,6 +38,9 @@ constexpr const char* FlipTurns[4] = {"identity", "90r", "180", "90l"};
 #define BOARDSIM_RAW_VIDEO "video/x-raw-yuv"
 #define BOARDSIM_H264 "video/x-h264"
 #define BOARDSIM_I420 "video/x-raw-yuv, format=(fourcc)I420"
+#define BOARDSIM_BGRX                                                                              \
+    "video/x-raw-rgb, bpp=(int)32, depth=(int)24, endianness=(int)4321, "                          \
+    "red_mask=(int)65280, green_mask=(int)16711680, blue_mask=(int)-16777216"
 #define BOARDSIM_S16                                                                               \
     "audio/x-raw-int, width=(int)16, depth=(int)16, signed=(boolean)true, "                        \
     "endianness=(int)1234"

@@ -4,6 +4,9 @@
 
 #include "boardsim/gst_compat.h"
 #include "boardsim/screen_capture.h"
+#include "boardsim/screen_feed.h"
+
+#include <unistd.h>
 
 static GstElement* make(GstBin* bin, const char* factory, const char* name) {
     GstElement* element = gst_element_factory_make(factory, name);
@@ -38,20 +41,26 @@ static const char* turnFor(gint degrees) {
     }
 }
 
-// BOARDSIM_SHOW=1 shows the screen in a window; otherwise a fakesink stands for the panel.
-// Both keep to the clock, as the display does.
-static GstElement* makeOutput(GstBin* bin) {
-    if (g_strcmp0(g_getenv("BOARDSIM_SHOW"), "1") != 0) {
+// BOARDSIM_SCREEN=socket sends the screen to the viewer listening there; otherwise, or when
+// none listens, a fakesink stands for the panel. Both keep to the clock, as the display does.
+static GstElement* makeOutput(GstBin* bin, ScreenChain* chain) {
+    chain->feed = connectScreenFeed(g_getenv("BOARDSIM_SCREEN"));
+    if (chain->feed < 0) {
         GstElement* panel = make(bin, "fakesink", "panel");
         if (panel)
             g_object_set(panel, "sync", TRUE, nullptr);
         return panel;
     }
-    GstElement* convert = make(bin, BOARDSIM_CONVERT, "window-convert");
-    GstElement* window = make(bin, "autovideosink", "window");
-    if (!convert || !window || !gst_element_link(convert, window))
+    GstElement* convert = make(bin, BOARDSIM_CONVERT, "feed-convert");
+    GstElement* format = make(bin, "capsfilter", "feed-format");
+    GstElement* feed = make(bin, "fdsink", "feed");
+    if (!convert || !format || !feed)
         return nullptr;
-    return convert;
+    GstCaps* caps = gst_caps_from_string(BOARDSIM_BGRX);
+    g_object_set(format, "caps", caps, nullptr);
+    gst_caps_unref(caps);
+    g_object_set(feed, "fd", chain->feed, "sync", TRUE, nullptr);
+    return gst_element_link_many(convert, format, feed, nullptr) ? convert : nullptr;
 }
 
 static bool linkToScreen(ScreenChain* chain, GstElement* screen) {
@@ -80,7 +89,7 @@ bool screenChainBuild(GstBin* bin, ScreenChain* chain) {
     chain->flip = make(bin, "videoflip", "flip");
     GstElement* screen = make(bin, BOARDSIM_COMPOSITOR, "screen");
     GstElement* screenSize = make(bin, "capsfilter", "screen-size");
-    GstElement* output = makeOutput(bin);
+    GstElement* output = makeOutput(bin, chain);
     bool built = chain->first && chain->size && chain->flip && screen && screenSize && output;
     if (built) {
         g_object_set(chain->first, "add-borders", FALSE, nullptr);
@@ -111,5 +120,7 @@ void screenChainApply(const ScreenChain& chain, const ScreenGeometry& geometry) 
 void screenChainRelease(ScreenChain* chain) {
     if (chain->picture)
         gst_object_unref(chain->picture);
+    if (chain->feed >= 0)
+        close(chain->feed);
     *chain = ScreenChain{};
 }

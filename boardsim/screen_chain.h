@@ -22,6 +22,7 @@ struct ScreenChain {
     GstElement* size;  // caps filter that sets the scaled size
     GstElement* flip;  // videoflip
     GstPad* picture;   // the compositor's pad for the picture; a reference of its own
+    int feed = -1;     // socket to the screen viewer, or -1
 };
 
 // Adds the chain to bin. False when an element is missing; the chain is released then.
