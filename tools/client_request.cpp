@@ -177,6 +177,8 @@ bool parseClientRequest(const std::vector<std::string>& args, ClientRequest& req
             request.raw = true;
         else if (arg == "--help" || arg == "-h")
             request.help = true;
+        else if (arg == "--version")
+            request.version = true;
         else if (request.command.empty() && arg.rfind("--", 0) != 0)
             request.command = arg;
         else
@@ -186,7 +188,7 @@ bool parseClientRequest(const std::vector<std::string>& args, ClientRequest& req
         error = "unknown command '" + request.command + "'";
         return false;
     }
-    if (request.help)
+    if (request.help || request.version)
         return true;
     if (request.command.empty()) {
         error = "no command given";
@@ -244,7 +246,10 @@ std::string clientHelp(const std::string& command) {
         text += std::string("  ") + c.usage + "\n      " + c.summary + "\n";
     text += "\noptions:\n"
             "  --raw     also print the reply's bytes in hexadecimal\n"
-            "  --help    this text; 'videoctl COMMAND --help' for one command\n\n"
+            "  --help    this text; 'videoctl COMMAND --help' for one command\n"
+            "  --version the client's version\n\n"
+            "'ok' means the service accepted the request; a playlist it then cannot read\n"
+            "shows only in the service's log.\n"
             "exit status: 0 the service accepted the request; 1 it refused it;\n"
             "2 the command line is wrong; 3 no service, or no reply within a second\n";
     return text;

@@ -12,8 +12,9 @@ struct ClientRequest {
     uint8_t type = 0;
     // Owned bytes of each field; the Message built from it points into them.
     std::vector<std::vector<uint8_t>> fields;
-    bool raw = false;  // print the raw reply too
-    bool help = false; // print help instead of sending anything
+    bool raw = false;     // print the raw reply too
+    bool help = false;    // print help instead of sending anything
+    bool version = false; // print the client's version instead of sending anything
     std::string command;
 };
 

@@ -83,6 +83,10 @@ int main(int argc, char** argv) {
         fputs(clientHelp(request.command).c_str(), stdout);
         return ExitAccepted;
     }
+    if (request.version) {
+        printf("videoctl %s\n", VIDEOD_VERSION);
+        return ExitAccepted;
+    }
 
     uint8_t buffer[MaxMessageSize];
     const int32_t length = encodeMessage(buffer, requestMessage(request));

@@ -20,6 +20,7 @@ TEST_F(VideoctlService, AcceptedCommandsSayOkAndBadInputIsRefusedBeforeSending) 
               said(2, "videoctl: play takes no arguments\nTry 'videoctl --help'.\n"));
     EXPECT_EQ(runProgram(Videoctl, {"identify"}),
               said(0, "video service 1.0.0, capabilities: single_video\n"));
+    EXPECT_EQ(runProgram(Videoctl, {"--version"}), said(0, "videoctl 1.0.0\n"));
     const std::string list = testing::TempDir() + "videoctl-list.txt";
     std::ofstream(list) << "none.mp4\n";
     EXPECT_EQ(runProgram(Videoctl, {"display", "640", "480", "8", "16", "90"}), said(0, "ok\n"));
