@@ -118,10 +118,10 @@ TEST_F(Service, PlaysTheListInOrderSkippingBadEntriesAndWrapsAround) {
     load("missing.mp4\nclip-b.mp4\r\n:clip-a.mp4\nclip-mpeg4.mp4\ntruncated.mp4\nempty.mp4\n"
          "not-a-video.mp4\n" +
          fifo + "\n" + clipC);
-    const size_t mpeg4 =
-        expectInOrder({"Couldn't open the video\n", ClipB, "End of Stream \n", "mpegversion="});
-    const size_t next = expectInOrder({"file caps"}, mpeg4);
-    EXPECT_EQ(service.text().substr(mpeg4, next - mpeg4).find("to READY"), std::string::npos)
+    // The MPEG-4 clip comes between the end of the second and the next H.264 caps line.
+    const size_t mpeg4 = expectInOrder({"Couldn't open the video\n", ClipB, "End of Stream \n"});
+    const size_t next = expectInOrder({"caps are video/x-h264"}, mpeg4);
+    EXPECT_EQ(service.text().substr(mpeg4, next - mpeg4).find("NULL to READY"), std::string::npos)
         << "a clip that is not H.264 reached the pipeline";
     expectInOrder({"Couldn't open the video\n", ClipC, ClipB}, next);
     unlink((VIDEOD_BINARY_DIR "/media/" + fifo).c_str());
