@@ -8,11 +8,15 @@
 #include <wels/codec_api.h>
 
 #include <cstring>
+#include <mutex>
 
 namespace {
 
-// State of one stream, touched only on the streaming thread (and at init and finalize).
+// State of one stream, touched only on the streaming thread (and at init and finalize). GStreamer
+// hands the element from thread to thread with GLib's own locks, which ThreadSanitizer cannot
+// see; holding this uncontended lock wherever the state is touched makes the hand-over visible.
 struct Decoding {
+    std::mutex lock;
     ISVCDecoder* decoder = nullptr; // null when libopenh264 could not make one
     H264Stream stream;
     std::vector<uint8_t> unit;
@@ -88,6 +92,7 @@ bool negotiate(BoardsimVpuDec* dec, gint width, gint height) {
 gboolean setCaps(GstElement* element, GstCaps* caps) {
     BoardsimVpuDec* dec = self(element);
     Decoding& decoding = *dec->decoding;
+    std::lock_guard<std::mutex> hold(decoding.lock);
     const GstStructure* structure = gst_caps_get_structure(caps, 0);
     const GValue* record = gst_structure_get_value(structure, "codec_data");
     if (record && GST_VALUE_HOLDS_BUFFER(record)) {
@@ -138,6 +143,7 @@ GstBuffer* copyPicture(const SBufferInfo& info, unsigned char* const planes[3]) 
 GstFlowReturn chain(GstElement* element, GstBuffer* input) {
     BoardsimVpuDec* dec = self(element);
     Decoding& decoding = *dec->decoding;
+    std::unique_lock<std::mutex> hold(decoding.lock);
     bool converted;
     {
         BufferBytes bytes(input, false);
@@ -177,6 +183,7 @@ GstFlowReturn chain(GstElement* element, GstBuffer* input) {
     GST_BUFFER_TIMESTAMP(output) = GST_BUFFER_TIMESTAMP(input);
     GST_BUFFER_DURATION(output) = GST_BUFFER_DURATION(input);
     gst_buffer_unref(input);
+    hold.unlock(); // a paused sink holds the push until it plays; the state is done with
     return pushBuffer(dec->srcPad, output);
 }
 
@@ -186,6 +193,7 @@ G_DEFINE_TYPE(BoardsimVpuDec, boardsim_vpu_dec, GST_TYPE_ELEMENT)
 
 static void boardsim_vpu_dec_init(BoardsimVpuDec* dec) {
     dec->decoding = new Decoding;
+    std::lock_guard<std::mutex> hold(dec->decoding->lock);
     SDecodingParam parameters{};
     parameters.sVideoProperty.eVideoBsType = VIDEO_BITSTREAM_DEFAULT;
     if (WelsCreateDecoder(&dec->decoding->decoder) == 0 &&
@@ -203,16 +211,23 @@ static void boardsim_vpu_dec_init(BoardsimVpuDec* dec) {
 
 static void finalize(GObject* object) {
     Decoding* decoding = reinterpret_cast<BoardsimVpuDec*>(object)->decoding;
+    decoding->lock.lock();
     if (decoding->decoder) {
         decoding->decoder->Uninitialize();
         WelsDestroyDecoder(decoding->decoder);
     }
+    decoding->lock.unlock();
     delete decoding;
     G_OBJECT_CLASS(boardsim_vpu_dec_parent_class)->finalize(object);
 }
 
+static bool hasDecoder(Decoding* decoding) {
+    std::lock_guard<std::mutex> hold(decoding->lock);
+    return decoding->decoder != nullptr;
+}
+
 static GstStateChangeReturn changeState(GstElement* element, GstStateChange transition) {
-    if (transition == GST_STATE_CHANGE_NULL_TO_READY && !self(element)->decoding->decoder) {
+    if (transition == GST_STATE_CHANGE_NULL_TO_READY && !hasDecoder(self(element)->decoding)) {
         GST_ELEMENT_ERROR(element, LIBRARY, INIT, ("libopenh264 could not make a decoder"),
                           (nullptr));
         return GST_STATE_CHANGE_FAILURE;
