@@ -12,11 +12,8 @@
 
 namespace {
 
-// State of one stream, touched only on the streaming thread (and at init and finalize). GStreamer
-// hands the element from thread to thread with GLib's own locks, which ThreadSanitizer cannot
-// see; holding this uncontended lock wherever the state is touched makes the hand-over visible.
+// State of one stream, touched only on the streaming thread (and at init and finalize).
 struct Decoding {
-    std::mutex lock;
     ISVCDecoder* decoder = nullptr; // null when libopenh264 could not make one
     H264Stream stream;
     std::vector<uint8_t> unit;
@@ -37,6 +34,11 @@ struct BoardsimVpuDec {
 struct BoardsimVpuDecClass {
     GstElementClass parent_class;
 };
+
+// GStreamer hands an element from thread to thread with GLib's own locks, which ThreadSanitizer
+// cannot see. Every access to a decoder's state, the pointer to it included, is made under this
+// lock, which makes the hand-over visible; it is not contended but by a second instance.
+std::mutex stateLock;
 
 GstStaticPadTemplate sinkTemplate =
     GST_STATIC_PAD_TEMPLATE("sink", GST_PAD_SINK, GST_PAD_ALWAYS, GST_STATIC_CAPS(BOARDSIM_H264));
@@ -91,8 +93,8 @@ bool negotiate(BoardsimVpuDec* dec, gint width, gint height) {
 
 gboolean setCaps(GstElement* element, GstCaps* caps) {
     BoardsimVpuDec* dec = self(element);
+    std::lock_guard<std::mutex> hold(stateLock);
     Decoding& decoding = *dec->decoding;
-    std::lock_guard<std::mutex> hold(decoding.lock);
     const GstStructure* structure = gst_caps_get_structure(caps, 0);
     const GValue* record = gst_structure_get_value(structure, "codec_data");
     if (record && GST_VALUE_HOLDS_BUFFER(record)) {
@@ -142,8 +144,8 @@ GstBuffer* copyPicture(const SBufferInfo& info, unsigned char* const planes[3]) 
 // Undecodable units are dropped, as a hardware decoder drops them; the stream goes on.
 GstFlowReturn chain(GstElement* element, GstBuffer* input) {
     BoardsimVpuDec* dec = self(element);
+    std::unique_lock<std::mutex> hold(stateLock);
     Decoding& decoding = *dec->decoding;
-    std::unique_lock<std::mutex> hold(decoding.lock);
     bool converted;
     {
         BufferBytes bytes(input, false);
@@ -192,8 +194,8 @@ GstFlowReturn chain(GstElement* element, GstBuffer* input) {
 G_DEFINE_TYPE(BoardsimVpuDec, boardsim_vpu_dec, GST_TYPE_ELEMENT)
 
 static void boardsim_vpu_dec_init(BoardsimVpuDec* dec) {
+    std::lock_guard<std::mutex> hold(stateLock);
     dec->decoding = new Decoding;
-    std::lock_guard<std::mutex> hold(dec->decoding->lock);
     SDecodingParam parameters{};
     parameters.sVideoProperty.eVideoBsType = VIDEO_BITSTREAM_DEFAULT;
     if (WelsCreateDecoder(&dec->decoding->decoder) == 0 &&
@@ -210,24 +212,24 @@ static void boardsim_vpu_dec_init(BoardsimVpuDec* dec) {
 }
 
 static void finalize(GObject* object) {
+    stateLock.lock();
     Decoding* decoding = reinterpret_cast<BoardsimVpuDec*>(object)->decoding;
-    decoding->lock.lock();
     if (decoding->decoder) {
         decoding->decoder->Uninitialize();
         WelsDestroyDecoder(decoding->decoder);
     }
-    decoding->lock.unlock();
     delete decoding;
+    stateLock.unlock();
     G_OBJECT_CLASS(boardsim_vpu_dec_parent_class)->finalize(object);
 }
 
-static bool hasDecoder(Decoding* decoding) {
-    std::lock_guard<std::mutex> hold(decoding->lock);
-    return decoding->decoder != nullptr;
+static bool hasDecoder(BoardsimVpuDec* dec) {
+    std::lock_guard<std::mutex> hold(stateLock);
+    return dec->decoding->decoder != nullptr;
 }
 
 static GstStateChangeReturn changeState(GstElement* element, GstStateChange transition) {
-    if (transition == GST_STATE_CHANGE_NULL_TO_READY && !hasDecoder(self(element)->decoding)) {
+    if (transition == GST_STATE_CHANGE_NULL_TO_READY && !hasDecoder(self(element))) {
         GST_ELEMENT_ERROR(element, LIBRARY, INIT, ("libopenh264 could not make a decoder"),
                           (nullptr));
         return GST_STATE_CHANGE_FAILURE;
