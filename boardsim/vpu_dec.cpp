@@ -185,8 +185,9 @@ GstFlowReturn chain(GstElement* element, GstBuffer* input) {
     GST_BUFFER_TIMESTAMP(output) = GST_BUFFER_TIMESTAMP(input);
     GST_BUFFER_DURATION(output) = GST_BUFFER_DURATION(input);
     gst_buffer_unref(input);
+    GstPad* source = dec->srcPad;
     hold.unlock(); // a paused sink holds the push until it plays; the state is done with
-    return pushBuffer(dec->srcPad, output);
+    return pushBuffer(source, output);
 }
 
 } // namespace
