@@ -109,8 +109,15 @@ bool screenChainBuild(GstBin* bin, ScreenChain* chain) {
     return true;
 }
 
+// The screen shows no more than its longer side of the picture, whichever way it is turned;
+// a larger picture would only cost memory.
+static gint shownSide(gint side) {
+    constexpr gint longest = ScreenWidth > ScreenHeight ? ScreenWidth : ScreenHeight;
+    return side < longest ? side : longest;
+}
+
 void screenChainApply(const ScreenChain& chain, const ScreenGeometry& geometry) {
-    GstCaps* caps = rawCaps(geometry.width, geometry.height);
+    GstCaps* caps = rawCaps(shownSide(geometry.width), shownSide(geometry.height));
     g_object_set(chain.size, "caps", caps, nullptr);
     gst_caps_unref(caps);
     gst_util_set_object_arg(G_OBJECT(chain.flip), FlipProperty, turnFor(geometry.rotate));

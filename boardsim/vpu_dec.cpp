@@ -8,6 +8,7 @@
 #include <wels/codec_api.h>
 
 #include <cstring>
+#include <mutex>
 
 namespace {
 
@@ -33,6 +34,11 @@ struct BoardsimVpuDec {
 struct BoardsimVpuDecClass {
     GstElementClass parent_class;
 };
+
+// GStreamer hands an element from thread to thread with GLib's own locks, which ThreadSanitizer
+// cannot see. Every access to a decoder's state, the pointer to it included, is made under this
+// lock, which makes the hand-over visible; it is not contended but by a second instance.
+std::mutex stateLock;
 
 GstStaticPadTemplate sinkTemplate =
     GST_STATIC_PAD_TEMPLATE("sink", GST_PAD_SINK, GST_PAD_ALWAYS, GST_STATIC_CAPS(BOARDSIM_H264));
@@ -87,6 +93,7 @@ bool negotiate(BoardsimVpuDec* dec, gint width, gint height) {
 
 gboolean setCaps(GstElement* element, GstCaps* caps) {
     BoardsimVpuDec* dec = self(element);
+    std::lock_guard<std::mutex> hold(stateLock);
     Decoding& decoding = *dec->decoding;
     const GstStructure* structure = gst_caps_get_structure(caps, 0);
     const GValue* record = gst_structure_get_value(structure, "codec_data");
@@ -137,6 +144,7 @@ GstBuffer* copyPicture(const SBufferInfo& info, unsigned char* const planes[3]) 
 // Undecodable units are dropped, as a hardware decoder drops them; the stream goes on.
 GstFlowReturn chain(GstElement* element, GstBuffer* input) {
     BoardsimVpuDec* dec = self(element);
+    std::unique_lock<std::mutex> hold(stateLock);
     Decoding& decoding = *dec->decoding;
     bool converted;
     {
@@ -177,7 +185,9 @@ GstFlowReturn chain(GstElement* element, GstBuffer* input) {
     GST_BUFFER_TIMESTAMP(output) = GST_BUFFER_TIMESTAMP(input);
     GST_BUFFER_DURATION(output) = GST_BUFFER_DURATION(input);
     gst_buffer_unref(input);
-    return pushBuffer(dec->srcPad, output);
+    GstPad* source = dec->srcPad;
+    hold.unlock(); // a paused sink holds the push until it plays; the state is done with
+    return pushBuffer(source, output);
 }
 
 } // namespace
@@ -185,6 +195,7 @@ GstFlowReturn chain(GstElement* element, GstBuffer* input) {
 G_DEFINE_TYPE(BoardsimVpuDec, boardsim_vpu_dec, GST_TYPE_ELEMENT)
 
 static void boardsim_vpu_dec_init(BoardsimVpuDec* dec) {
+    std::lock_guard<std::mutex> hold(stateLock);
     dec->decoding = new Decoding;
     SDecodingParam parameters{};
     parameters.sVideoProperty.eVideoBsType = VIDEO_BITSTREAM_DEFAULT;
@@ -202,17 +213,24 @@ static void boardsim_vpu_dec_init(BoardsimVpuDec* dec) {
 }
 
 static void finalize(GObject* object) {
+    stateLock.lock();
     Decoding* decoding = reinterpret_cast<BoardsimVpuDec*>(object)->decoding;
     if (decoding->decoder) {
         decoding->decoder->Uninitialize();
         WelsDestroyDecoder(decoding->decoder);
     }
     delete decoding;
+    stateLock.unlock();
     G_OBJECT_CLASS(boardsim_vpu_dec_parent_class)->finalize(object);
 }
 
+static bool hasDecoder(BoardsimVpuDec* dec) {
+    std::lock_guard<std::mutex> hold(stateLock);
+    return dec->decoding->decoder != nullptr;
+}
+
 static GstStateChangeReturn changeState(GstElement* element, GstStateChange transition) {
-    if (transition == GST_STATE_CHANGE_NULL_TO_READY && !self(element)->decoding->decoder) {
+    if (transition == GST_STATE_CHANGE_NULL_TO_READY && !hasDecoder(self(element))) {
         GST_ELEMENT_ERROR(element, LIBRARY, INIT, ("libopenh264 could not make a decoder"),
                           (nullptr));
         return GST_STATE_CHANGE_FAILURE;

@@ -130,6 +130,9 @@ void runPlayerProcess(int commandFd, int statusFd, const char* path,
     }
     openPlayerLog();
     dup2(1, 2);
+    // The supervisor brought the registry up to date at its start; an explicit choice of the
+    // environment is kept. Without a registry file GStreamer scans all the same.
+    setenv("GST_REGISTRY_UPDATE", "no", 0);
     gst_init(nullptr, nullptr);
 
     auto* player = new Player;
@@ -158,4 +161,10 @@ void runPlayerProcess(int commandFd, int statusFd, const char* path,
         waitSet.addRead(commandFd);
         waitSet.lowerTimeout(PassTimeoutUs);
     }
+}
+
+void updatePluginRegistry() {
+    gst_init(nullptr, nullptr);
+    gst_deinit();
+    exit(0);
 }

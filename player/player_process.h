@@ -8,3 +8,7 @@
 // Exits with status 0 after an orderly stop, 1 after a failure.
 [[noreturn]] void runPlayerProcess(int commandFd, int statusFd, const char* path,
                                    const DisplaySettings& display);
+
+// Entry of the supervisor's one-off child at start-up: brings GStreamer's plug-in registry up
+// to date, so that players need not scan plug-ins, and exits.
+[[noreturn]] void updatePluginRegistry();

@@ -2,6 +2,7 @@
 #include "protocol/control_server.h"
 
 #include "protocol/request_handler.h"
+#include "sysman/clock.h"
 
 #include <cerrno>
 #include <cstddef>
@@ -11,13 +12,15 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-ControlServer controlServer = {-1, {-1, -1, -1}};
+ControlServer controlServer = {-1, {-1, -1, -1}, false, 0};
 ClientSlot clientSlots[ClientSlotCount] = {};
 
 namespace {
 
 constexpr char SocketName[] = "TVorne_Video";
 constexpr socklen_t SocketNameLength = sizeof SocketName - 1;
+// How long the listening socket is left alone after accept failed for want of resources.
+constexpr uint32_t AcceptPauseMs = 200;
 
 bool validSlot(int slot) {
     return slot >= 0 && slot < ClientSlotCount;
@@ -29,21 +32,23 @@ void freeSlot(int slot) {
     deactivateClientSlot(slot);
 }
 
-// Takes a pending connection into a free slot and records its credentials.
-void acceptInto(int slot) {
+// Takes a pending connection into a free slot and records its credentials. False when accept
+// failed for want of descriptors or memory: the connection then stays pending.
+bool acceptInto(int slot) {
     int fd = accept4(controlServer.listenFd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (fd < 0)
-        return;
+        return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR || errno == ECONNABORTED;
     struct ucred credentials {};
     socklen_t length = sizeof credentials;
     if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &credentials, &length) != 0 ||
         length != sizeof credentials) {
         perror("credentials");
         (void)close(fd);
-        return;
+        return true;
     }
     controlServer.clientFds[slot] = fd;
     recordClientPeer(slot, credentials.pid, credentials.uid);
+    return true;
 }
 
 // Receives at most one datagram from the client in slot and hands it on.
@@ -92,10 +97,16 @@ void clearClientSlots() {
 }
 
 void serviceControlServer(sysman::WaitSet& waitSet) {
+    if (controlServer.acceptPaused &&
+        waitSet.lowerTimeoutToPeriod(controlServer.acceptPauseStart, AcceptPauseMs))
+        controlServer.acceptPaused = false;
     bool slotFree = false;
     for (int slot = 0; slot < ClientSlotCount; ++slot) {
-        if (controlServer.clientFds[slot] < 0)
-            acceptInto(slot);
+        if (controlServer.clientFds[slot] < 0 && !controlServer.acceptPaused && !acceptInto(slot)) {
+            controlServer.acceptPaused = true;
+            controlServer.acceptPauseStart = sysman::nowMs();
+            (void)waitSet.lowerTimeoutToPeriod(controlServer.acceptPauseStart, AcceptPauseMs);
+        }
         if (controlServer.clientFds[slot] < 0) {
             slotFree = true;
             continue;
@@ -107,8 +118,8 @@ void serviceControlServer(sysman::WaitSet& waitSet) {
             slotFree = true;
     }
     // A connection waiting for a slot keeps the listening socket readable: watched while every
-    // slot is taken, it would end each wait at once.
-    if (slotFree)
+    // slot is taken, or while accept cannot take it, it would end each wait at once.
+    if (slotFree && !controlServer.acceptPaused)
         waitSet.addRead(controlServer.listenFd);
 }
 

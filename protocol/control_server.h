@@ -5,6 +5,7 @@
 #include "protocol/message.h"
 #include "sysman/wait_set.h"
 
+#include <cstdint>
 #include <sys/types.h>
 
 constexpr int ClientSlotCount = 3;
@@ -12,6 +13,8 @@ constexpr int ClientSlotCount = 3;
 struct ControlServer {
     int listenFd;
     int clientFds[ClientSlotCount]; // -1 when the slot is free
+    bool acceptPaused;              // accept failed for want of resources; retried later
+    uint32_t acceptPauseStart;      // nowMs when it failed
 };
 
 struct ClientSlot {

@@ -65,32 +65,43 @@ static void fail() {
     controller.phase = ControllerPhase::Failed;
 }
 
-// Tries each entry at most once, from index on; the index ends after the launched entry.
+// Tries each entry at most once, from index on; the index ends after the launched entry. An
+// entry that names no file is passed over. When no process or pipe can be had the entry waits
+// for the next try: such a launch fails like a player that fails, and the backoff paces the
+// retries until the system has the resources again.
 static void launchNext() {
     size_t size = controller.playlist.size();
     for (size_t tries = 0; tries < size; ++tries) {
-        bool launched = launchPlayer(controller.player, controller.playlist[controller.index],
-                                     controller.display);
-        advanceIndex();
-        if (launched) {
-            ++controller.launchesWithoutPlay;
-            controller.requestPending = true; // the new child gets the request next step
-            controller.phase = ControllerPhase::Running;
+        const std::string& path = controller.playlist[controller.index];
+        if (path.empty()) {
+            advanceIndex();
+            continue;
+        }
+        ++controller.launchesWithoutPlay;
+        if (!launchPlayer(controller.player, path, controller.display)) {
             lowerControllerTimeout(0);
             return;
         }
+        advanceIndex();
+        controller.requestPending = true; // the new child gets the request next step
+        controller.phase = ControllerPhase::Running;
+        lowerControllerTimeout(0);
+        return;
     }
     fail();
 }
 
 static void stepIdle() {
+    // At most one child: a player that lingers after its end is killed, and the next waits
+    // until it has been reaped, as it waits for the registry update.
+    const bool noChild = retirePlayer(controller.player);
     if (controller.request == PlaybackRequest::Stop)
         return;
     if (controller.playlist.empty()) {
         fail();
         return;
     }
-    if (!backingOff())
+    if (noChild && !backingOff())
         launchNext();
 }
 

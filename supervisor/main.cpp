@@ -1,9 +1,14 @@
 // Entry of the video service: signal regime, the single-threaded main loop, ordered shutdown.
+#include "player/player_process.h"
 #include "protocol/control_server.h"
 #include "supervisor/controller.h"
 #include "sysman/wait_set.h"
 
+#include <cerrno>
 #include <csignal>
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -11,9 +16,33 @@ namespace {
 volatile sig_atomic_t shutdownRequested = 0;
 
 // Descriptor 0 is the terminal when started from one; the message is part of the interface.
-void onStopSignal(int) {
+// It must never hold up the stop: a terminal whose output is suspended or a full pipe would
+// block a plain write, and O_NONBLOCK set on descriptor 0 would change it for every process
+// sharing it. So such a file gets a non-blocking descriptor of its own, a socket a send that
+// does not wait; a regular file never blocks.
+void sayStopping() {
     static const char text[] = "Video sigint\n";
-    (void)!write(0, text, sizeof text - 1);
+    struct stat info;
+    const int access = fcntl(0, F_GETFL);
+    if (access < 0 || (access & O_ACCMODE) == O_RDONLY || fstat(0, &info) != 0)
+        return;
+    if (S_ISSOCK(info.st_mode)) {
+        (void)send(0, text, sizeof text - 1, MSG_DONTWAIT | MSG_NOSIGNAL);
+    } else if (S_ISREG(info.st_mode)) {
+        (void)!write(0, text, sizeof text - 1);
+    } else {
+        int fd = open("/proc/self/fd/0", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+        if (fd >= 0) {
+            (void)!write(fd, text, sizeof text - 1);
+            (void)close(fd);
+        }
+    }
+}
+
+void onStopSignal(int) {
+    const int savedErrno = errno;
+    sayStopping();
+    errno = savedErrno;
     shutdownRequested = 1;
 }
 
@@ -39,9 +68,18 @@ void setLoopSignals(int how) {
     (void)sigprocmask(how, &loopSignals, nullptr);
 }
 
+// Started with 0, 1 or 2 closed, the control socket or a player's pipe would take its number,
+// and a player would write its log into its status pipe.
+void openMissingStandardDescriptors() {
+    for (int fd = 0; fd <= 2; ++fd)
+        if (fcntl(fd, F_GETFD) < 0 && errno == EBADF)
+            (void)open("/dev/null", O_RDWR);
+}
+
 } // namespace
 
 int main() {
+    openMissingStandardDescriptors();
     sysman::WaitSet waitSet;
     waitSet.init();
     shutdownRequested = 0;
@@ -59,6 +97,8 @@ int main() {
         return 1;
     }
     clearClientSlots();
+    // Once, before any player and outside every player's deadline; players then skip the scan.
+    (void)launchRegistryUpdate(controller.player, updatePluginRegistry);
 
     while (!shutdownRequested) {
         waitSet.unblockSignal(SIGINT);

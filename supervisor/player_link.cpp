@@ -28,28 +28,59 @@ void initPlayerProcess(PlayerProcess& player) {
     player.stopPending = false;
     player.launchTime = 0;
     player.reported = false;
+    player.killed = false;
+    player.registryChild = false;
     player.pid = 0;
     player.commandFd = -1;
     player.statusFd = -1;
 }
 
-// Closes both pipes and returns the record to "no child"; the child must already be reaped.
-static void forgetChild(PlayerProcess& player) {
+static void closePipes(PlayerProcess& player) {
     (void)close(player.commandFd);
     (void)close(player.statusFd);
+    player.commandFd = -1;
+    player.statusFd = -1;
+}
+
+// Returns the record to "no child"; the child must already be reaped.
+static void forgetChild(PlayerProcess& player) {
+    closePipes(player);
     initPlayerProcess(player);
 }
 
-static void killAndReap(PlayerProcess& player) {
-    (void)kill(player.pid, SIGKILL);
-    while (waitpid(player.pid, nullptr, 0) < 0 && errno == EINTR) {
+// A child stuck in the kernel does not die at once, or ever: it is reaped when it has gone,
+// never waited for.
+static void killChild(PlayerProcess& player) {
+    if (!player.killed)
+        (void)kill(player.pid, SIGKILL);
+    player.killed = true;
+    player.stopPending = false;
+    player.status = PlayerStatus::Gone;
+    closePipes(player);
+}
+
+// Waits for SIGCHLD rather than polling; true when the child is gone or was never ours.
+static bool reapWithin(pid_t pid, uint32_t ms) {
+    sigset_t child, previous;
+    sigemptyset(&child);
+    sigaddset(&child, SIGCHLD);
+    (void)sigprocmask(SIG_BLOCK, &child, &previous);
+    const uint32_t start = sysman::nowMs();
+    bool reaped;
+    while (!(reaped = waitpid(pid, nullptr, WNOHANG) != 0) && sysman::elapsedMs(start) < ms) {
+        struct timespec rest = {0, static_cast<long>(ms - sysman::elapsedMs(start)) * 1000000};
+        (void)sigtimedwait(&child, nullptr, &rest);
     }
-    forgetChild(player);
+    (void)sigprocmask(SIG_SETMASK, &previous, nullptr);
+    return reaped;
 }
 
 void destroyPlayerProcess(PlayerProcess& player) {
-    if (player.pid != 0)
-        killAndReap(player);
+    if (player.pid == 0)
+        return;
+    killChild(player);
+    (void)reapWithin(player.pid, ExitReapMs);
+    forgetChild(player);
 }
 
 static void closePipe(const int ends[2]) {
@@ -57,32 +88,35 @@ static void closePipe(const int ends[2]) {
     (void)close(ends[1]);
 }
 
-// Runs in the new child: die with the supervisor, keep only 0, 1, 2 and the two pipe ends,
-// then become the player.
-[[noreturn]] static void startChild(pid_t supervisor, const int commandPipe[2],
-                                    const int statusPipe[2], const std::string& path,
-                                    const DisplaySettings& display) {
+// Runs first in every new child: die with the supervisor, and keep only 0, 1, 2 and the
+// descriptors whose close-on-exec flag the caller cleared.
+static void becomeChild(pid_t supervisor) {
     // A supervisor that died before the request was made is no longer the parent.
     if (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0 || getppid() != supervisor)
         _exit(1);
-    (void)close(commandPipe[1]);
-    (void)close(statusPipe[0]);
-    (void)fcntl(commandPipe[0], F_SETFD, 0);
-    (void)fcntl(statusPipe[1], F_SETFD, 0);
     for (int fd = 0; fd < ChildDescriptorLimit; ++fd) {
         int flags = fcntl(fd, F_GETFD);
         if (flags >= 0 && (flags & FD_CLOEXEC) != 0)
             (void)close(fd);
     }
+}
+
+// Runs in the new child: keep the two pipe ends, then become the player.
+[[noreturn]] static void startChild(pid_t supervisor, const int commandPipe[2],
+                                    const int statusPipe[2], const std::string& path,
+                                    const DisplaySettings& display) {
+    (void)close(commandPipe[1]);
+    (void)close(statusPipe[0]);
+    (void)fcntl(commandPipe[0], F_SETFD, 0);
+    (void)fcntl(statusPipe[1], F_SETFD, 0);
+    becomeChild(supervisor);
     playerEntry(commandPipe[0], statusPipe[1], path.c_str(), display);
     // An entry that returns must not go on running the supervisor's code in this process.
     _exit(1);
 }
 
 bool launchPlayer(PlayerProcess& player, const std::string& path, const DisplaySettings& display) {
-    // A child that said "f" but has not exited yet is not waited for.
-    destroyPlayerProcess(player);
-    if (path.empty())
+    if (player.pid != 0 || path.empty())
         return false;
 
     int statusPipe[2];
@@ -118,6 +152,34 @@ bool launchPlayer(PlayerProcess& player, const std::string& path, const DisplayS
     return true;
 }
 
+bool launchRegistryUpdate(PlayerProcess& player, void (*entry)()) {
+    if (player.pid != 0)
+        return false;
+    const pid_t supervisor = getpid();
+    pid_t pid = fork();
+    if (pid < 0) {
+        fputs("Process could not be created", stderr);
+        return false;
+    }
+    if (pid == 0) {
+        becomeChild(supervisor);
+        entry();
+        _exit(1);
+    }
+    player.pid = pid;
+    player.registryChild = true;
+    // As if told to stop at once: it is killed when its deadline has passed.
+    player.launchTime = player.stopTime = sysman::nowMs();
+    player.stopPending = true;
+    return true;
+}
+
+bool retirePlayer(PlayerProcess& player) {
+    if (player.pid != 0 && !player.registryChild)
+        killChild(player);
+    return player.pid == 0;
+}
+
 static void sendCommand(const PlayerProcess& player, char command) {
     if (player.commandFd >= 0)
         (void)!write(player.commandFd, &command, 1);
@@ -147,7 +209,7 @@ PlayerStatus playerStatus(const PlayerProcess& player) {
 }
 
 bool startOverdue(const PlayerProcess& player) {
-    return player.pid != 0 && !player.reported && !player.stopPending &&
+    return player.pid != 0 && !player.reported && !player.stopPending && !player.killed &&
            sysman::elapsedMs(player.launchTime) > StartReportMs;
 }
 
@@ -196,10 +258,9 @@ void pollPlayer(PlayerProcess& player, sysman::WaitSet& waitSet) {
         forgetChild(player);
         return;
     }
-    if (player.stopPending && sysman::elapsedMs(player.stopTime) > StopGraceMs) {
-        killAndReap(player);
-        return;
-    }
+    const uint32_t graceMs = player.registryChild ? RegistryUpdateMs : StopGraceMs;
+    if (player.stopPending && sysman::elapsedMs(player.stopTime) > graceMs)
+        killChild(player);
 
     if (player.statusFd >= 0)
         (void)waitSet.addRead(player.statusFd);
@@ -207,9 +268,9 @@ void pollPlayer(PlayerProcess& player, sysman::WaitSet& waitSet) {
         waitSet.unblockSignal(SIGCHLD);
     // A hung child neither writes nor exits, so nothing else may wake the loop: wake it once
     // the deadline (the first millisecond past the grace period) has come.
-    if (player.stopPending && waitSet.lowerTimeoutToPeriod(player.stopTime, StopGraceMs + 1))
+    if (player.stopPending && waitSet.lowerTimeoutToPeriod(player.stopTime, graceMs + 1))
         waitSet.lowerTimeout(0);
-    if (player.pid != 0 && !player.reported && !player.stopPending &&
+    if (player.pid != 0 && !player.reported && !player.stopPending && !player.killed &&
         waitSet.lowerTimeoutToPeriod(player.launchTime, StartReportMs + 1))
         waitSet.lowerTimeout(0);
 }

@@ -1,5 +1,6 @@
-// The supervisor's handle on its one player process: fork with two pipes, one-byte commands
-// and reports, reaping, and the forced kill of a child that outlives its stop grace period.
+// The supervisor's handle on its one child: a player forked with two pipes, one-byte commands
+// and reports, the forced kill of one that outlives its stop grace period, reaping without
+// ever blocking; or the one-off plug-in registry update at start-up.
 // Called only from the supervisor's loop thread (controller, playlist loader, process exit).
 #pragma once
 
@@ -14,6 +15,11 @@
 constexpr uint32_t StopGraceMs = 2000;
 // A child that has not reported this long after its launch is overdue (see startOverdue).
 constexpr uint32_t StartReportMs = 10000;
+// The plug-in registry update may scan every plug-in on a slow, busy board; it is killed only
+// if it hangs.
+constexpr uint32_t RegistryUpdateMs = 300000;
+// At exit a killed child is waited for this long at most: one stuck in the kernel never dies.
+constexpr uint32_t ExitReapMs = 500;
 
 struct PlayerProcess {
     PlayerStatus status;
@@ -21,6 +27,8 @@ struct PlayerProcess {
     bool stopPending;    // a stop went to the current child, which has not been reaped since
     uint32_t launchTime; // nowMs when the current child was forked
     bool reported;       // the current child has sent at least one report
+    bool killed;         // sent SIGKILL; it lingers until it has gone and been reaped
+    bool registryChild;  // the registry update, not a player; its stop grace is its deadline
     pid_t pid;           // 0 when there is no child
     int commandFd;       // write end of the command pipe; -1 when none
     int statusFd;        // read end of the status pipe; -1 when none
@@ -40,10 +48,18 @@ using PlayerEntry = void (*)(int commandFd, int statusFd, const char* path,
 extern PlayerEntry playerEntry;
 
 void initPlayerProcess(PlayerProcess& player);
-// Kills and reaps a live child, closes both pipes and leaves the record with no child.
+// Kills a live child, reaps it if it goes within ExitReapMs, closes both pipes and leaves the
+// record with no child.
 void destroyPlayerProcess(PlayerProcess& player);
-// Replaces any previous child by a new one for path; false when none could be created.
+// Starts a player for path; false when no process or pipe could be had, or while a previous
+// child has not been reaped (see retirePlayer).
 bool launchPlayer(PlayerProcess& player, const std::string& path, const DisplaySettings& display);
+// Starts the one-off child that runs entry to bring the plug-in registry up to date; false
+// when no process could be had or another child exists.
+bool launchRegistryUpdate(PlayerProcess& player, void (*entry)());
+// Kills a player that has not been reaped yet (it finished, closed its pipe or was killed) and
+// lets the registry update run on; true once no child is left, so that another may start.
+bool retirePlayer(PlayerProcess& player);
 void sendPlay(PlayerProcess& player);
 void sendPause(PlayerProcess& player);
 // Also starts the stop grace period when a child exists.
@@ -54,5 +70,5 @@ PlayerStatus playerStatus(const PlayerProcess& player);
 bool startOverdue(const PlayerProcess& player);
 // Once per loop pass: reads at most one report, reaps an ended child, kills one whose grace
 // period has run out, and registers what the wait must watch for this child, waking it for
-// the grace period's and the first report's deadlines.
+// the grace period's and the first report's deadlines and for SIGCHLD.
 void pollPlayer(PlayerProcess& player, sysman::WaitSet& waitSet);

@@ -1,5 +1,6 @@
 // Playback controller and its player link over scripted children and the real wait loop:
-// reports, a silent child skipped and killed after its stop grace, rounds that back off.
+// reports, a silent child skipped and killed after its stop grace, rounds that back off, and
+// launches that fail for want of descriptors.
 #include "scripted_player.h"
 #include "supervisor/controller.h"
 #include "sysman/clock.h"
@@ -7,6 +8,8 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <sys/resource.h>
+#include <unistd.h>
 
 namespace {
 
@@ -63,6 +66,22 @@ TEST_F(Controller, RoundsWithoutAClipThatPlaysWaitLongerEachTime) {
     runLoop(10000, [] { return playerStatus(controller.player) == PlayerStatus::Paused; });
     EXPECT_EQ(playerStatus(controller.player), PlayerStatus::Paused);
     EXPECT_EQ(controller.backoffMs, 0u) << "a clip that plays ends the backoff";
+}
+
+TEST_F(Controller, PlaysOnceDescriptorsForItsPipesAreBack) {
+    controller.playlist = {"/plays.mp4"};
+    struct rlimit saved;
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &saved), 0);
+    const int lowestFree = dup(0);
+    close(lowestFree);
+    struct rlimit few = {static_cast<rlim_t>(lowestFree), saved.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+    setRequest(static_cast<int>(PlaybackRequest::Play));
+    // Tries at 0 and 1 s, backing off; never a child, never given up.
+    EXPECT_EQ(runLoop(1500), 0);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &saved), 0);
+    runLoop(10000, [] { return playerStatus(controller.player) == PlayerStatus::Playing; });
+    EXPECT_EQ(playerStatus(controller.player), PlayerStatus::Playing);
 }
 
 } // namespace

@@ -4,10 +4,14 @@
 #include "tests/support/service.h"
 
 #include <csignal>
+#include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <poll.h>
+#include <set>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <termios.h>
 #include <unistd.h>
 
 namespace {
@@ -77,6 +81,32 @@ TEST_F(Service, RefusalsAndStopSignalWhileIdle) {
     EXPECT_EQ(service.text(ServiceProcess::Input), "Video sigint\n");
     EXPECT_EQ(service.text(), "Could not load any videos \nCouldn't open playlist\n"
                               "Could not load any videos \n");
+
+    // Started on a terminal whose output is then suspended, with 1 and 2 closed, and no plug-in
+    // registry: the registry is written at start, the standard descriptors are /dev/null (not
+    // the socket), and a stop signal still ends the service.
+    const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
+    ASSERT_TRUE(terminal >= 0 && grantpt(terminal) == 0 && unlockpt(terminal) == 0);
+    const std::string registry = "/tmp/videod-registry-" + std::to_string(getpid());
+    ServiceProcess bare;
+    ASSERT_TRUE(bare.start("/bin/sh", {"-c", "GST_REGISTRY=" + registry +
+                                                 " GST_PLUGIN_SYSTEM_PATH=/nonexistent"
+                                                 " GST_PLUGIN_SYSTEM_PATH_1_0=/nonexistent exec " +
+                                                 VIDEOD_BINARY_DIR "/supervisor/videod 0<>" +
+                                                 std::string(ptsname(terminal)) + " >&- 2>&-"}));
+    ASSERT_TRUE(bare.waitUntilListening());
+    for (int i = 0; i < 6000 && access(registry.c_str(), F_OK) != 0; ++i)
+        usleep(10000);
+    EXPECT_EQ(unlink(registry.c_str()), 0) << "no registry written";
+    for (const char* fd : {"1", "2"})
+        EXPECT_EQ(
+            std::filesystem::read_symlink("/proc/" + std::to_string(bare.pid()) + "/fd/" + fd),
+            "/dev/null");
+    const int stopped = open(ptsname(terminal), O_RDWR | O_NOCTTY);
+    ASSERT_EQ(tcflow(stopped, TCOOFF), 0);
+    EXPECT_EQ(bare.stop(SIGTERM), 0) << "the stop waits for the terminal";
+    close(stopped);
+    close(terminal);
 }
 
 TEST_F(Service, PlaysTheListInOrderSkippingBadEntriesAndWrapsAround) {
@@ -88,8 +118,12 @@ TEST_F(Service, PlaysTheListInOrderSkippingBadEntriesAndWrapsAround) {
     load("missing.mp4\nclip-b.mp4\r\n:clip-a.mp4\nclip-mpeg4.mp4\ntruncated.mp4\nempty.mp4\n"
          "not-a-video.mp4\n" +
          fifo + "\n" + clipC);
-    expectInOrder({"Couldn't open the video\n", ClipB, "End of Stream \n",
-                   "Couldn't open the video\n", ClipC, ClipB});
+    // The MPEG-4 clip comes between the end of the second and the next H.264 caps line.
+    const size_t mpeg4 = expectInOrder({"Couldn't open the video\n", ClipB, "End of Stream \n"});
+    const size_t next = expectInOrder({"caps are video/x-h264"}, mpeg4);
+    EXPECT_EQ(service.text().substr(mpeg4, next - mpeg4).find("NULL to READY"), std::string::npos)
+        << "a clip that is not H.264 reached the pipeline";
+    expectInOrder({"Couldn't open the video\n", ClipC, ClipB}, next);
     unlink((VIDEOD_BINARY_DIR "/media/" + fifo).c_str());
     unlink((VIDEOD_BINARY_DIR "/media/" + clipC).c_str());
 }
@@ -103,14 +137,19 @@ TEST_F(Service, FollowsPauseNextPlayAndStop) {
     expectReply(request(49, {Bytes{2}}), 49, 2);
     at = expectInOrder({"from PLAYING to PAUSED:"}, at);
 
-    // Next while paused: the second clip starts paused; next while playing: the third plays.
+    // Next while paused: the second clip starts paused. A paused player that dies without a
+    // last report wakes nothing but its end: the third starts paused at once.
     expectReply(request(50, {}), 50, 2);
     at = expectInOrder({ClipB, "to PAUSED:"}, at);
     EXPECT_EQ(service.waitFor("to PLAYING:", 1000, at), std::string::npos);
+    ASSERT_EQ(service.children().size(), 1u);
+    kill(service.children()[0], SIGKILL);
+    at = expectInOrder({ClipC, "to PAUSED:"}, at);
+    // Next while playing: the first plays.
     expectReply(request(49, {Bytes{1}}), 49, 2);
     at = expectInOrder({"to PLAYING:"}, at);
     expectReply(request(50, {}), 50, 2);
-    at = expectInOrder({ClipC, "to PLAYING:"}, at);
+    at = expectInOrder({ClipA, "to PLAYING:"}, at);
 
     // Stop ends the player and nothing starts; Next then skips one entry for the next Play.
     expectReply(request(49, {Bytes{0}}), 49, 2);
@@ -121,8 +160,8 @@ TEST_F(Service, FollowsPauseNextPlayAndStop) {
     EXPECT_EQ(service.waitFor("file caps", 1000, at), std::string::npos);
     expectReply(request(50, {}), 50, 2);
     expectReply(request(49, {Bytes{1}}), 49, 2);
-    expectInOrder({"file caps", ClipB}, at);
-    EXPECT_EQ(service.text().find(ClipA, at), std::string::npos);
+    expectInOrder({"file caps", ClipC}, at);
+    EXPECT_EQ(service.text().find(ClipB, at), std::string::npos);
 }
 
 TEST_F(Service, LoadWithStopEndsTheClipAndStopSignalLeavesNoPlayer) {
@@ -135,8 +174,50 @@ TEST_F(Service, LoadWithStopEndsTheClipAndStopSignalLeavesNoPlayer) {
         << "the first clip was stopped, not played to its end";
     std::vector<pid_t> players = service.children();
     ASSERT_EQ(players.size(), 1u);
+    const auto descriptors = [](pid_t pid) {
+        std::set<std::string> links;
+        for (const auto& fd :
+             std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/fd"))
+            links.insert(std::filesystem::read_symlink(fd).string());
+        return links;
+    };
+    const std::set<std::string> held = descriptors(players[0]);
+    for (const std::string& link : descriptors(service.pid()))
+        EXPECT_TRUE(link.rfind("socket:", 0) != 0 || held.count(link) == 0)
+            << "the player holds the service's " << link;
     EXPECT_EQ(service.stop(SIGTERM), 0);
     EXPECT_NE(kill(players[0], 0), 0) << "the player process is gone, not even a zombie";
+}
+
+// A player frozen in the kernel does not die when killed: the service serves on and starts no
+// other player until it has gone, and a stop signal does not wait for it.
+TEST_F(Service, APlayerThatCannotDieHoldsNothingUp) {
+    const std::string cgroup = "/sys/fs/cgroup/freezer/videod-" + std::to_string(getpid());
+    if (mkdir(cgroup.c_str(), 0700) != 0)
+        GTEST_SKIP() << "no cgroup freezer: " << strerror(errno);
+    auto freeze = [&](const char* state) {
+        for (pid_t player : service.children())
+            std::ofstream(cgroup + "/cgroup.procs") << player;
+        std::ofstream(cgroup + "/freezer.state") << state;
+    };
+    expectReply(request(49, {Bytes{1}}), 49, 2);
+    load("clip-a.mp4\nclip-b.mp4\n");
+    size_t at = expectInOrder({ClipA, "to PLAYING:"});
+    const std::vector<pid_t> frozen = service.children();
+    freeze("FROZEN");
+    expectReply(request(50, {}), 50, 2);
+    const int cpuBefore = service.cpuMs();
+    usleep(3000000); // past the stop grace, so it has been killed
+    expectReply(request(49, {Bytes{1}}), 49, 2);
+    EXPECT_EQ(service.children(), frozen) << "a second player while the first lingers";
+    EXPECT_LT(service.cpuMs() - cpuBefore, 500) << "the service polls for the lingering player";
+    freeze("THAWED");
+    at = expectInOrder({"file caps", "to PLAYING:"}, at);
+    freeze("FROZEN");
+    EXPECT_EQ(service.stop(SIGTERM), 0);
+    freeze("THAWED");
+    for (int i = 0; i < 500 && rmdir(cgroup.c_str()) != 0; ++i)
+        usleep(10000);
 }
 
 TEST_F(Service, AHungPlayerDiesWithAServiceKilledOutright) {
