@@ -217,3 +217,38 @@ void shutdownController() {
     sendStop(controller.player);
     controller.playlist.clear();
 }
+
+static std::string entryText(const char* doing, size_t entry) {
+    return std::string(doing) + " video " + std::to_string(entry + 1) + " of " +
+           std::to_string(controller.playlist.size()) + ": " + controller.playlist[entry];
+}
+
+std::string controllerStatus() {
+    const size_t total = controller.playlist.size();
+    if (controller.player.registryChild && controller.player.pid != 0)
+        return "Updating the plug-in registry";
+    if (total == 0)
+        return "No playlist";
+    if (controller.phase == ControllerPhase::Failed)
+        return "Failed: no video of the playlist can be started";
+    if (controller.phase == ControllerPhase::Idle) {
+        if (controller.backingOff)
+            return "Waiting " + std::to_string(controller.backoffMs / 1000) +
+                   " s: no video of the last round played";
+        return entryText(controller.request == PlaybackRequest::Stop ? "Stopped before"
+                                                                     : "Starting",
+                         controller.index);
+    }
+    // The index is already past the entry that plays.
+    const size_t current = (controller.index + total - 1) % total;
+    if (controller.phase == ControllerPhase::Stopping)
+        return entryText("Stopping", current);
+    switch (playerStatus(controller.player)) {
+    case PlayerStatus::Playing:
+        return entryText("Playing", current);
+    case PlayerStatus::Paused:
+        return entryText("Paused", current);
+    default:
+        return entryText("Starting", current);
+    }
+}

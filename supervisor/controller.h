@@ -58,6 +58,9 @@ void setDisplay(int32_t width, int32_t height, int32_t left, int32_t top, int32_
 void shutdownController();
 // Lowers the loop's time-out, if the controller has a loop yet.
 void lowerControllerTimeout(uint32_t microseconds);
+// One line on what the service is doing: the phase, and the video's number, the playlist's
+// size and the video's path where one is concerned.
+std::string controllerStatus();
 // Forgets failed rounds: the next round starts at once. A new playlist, a client's request
 // and a clip that plays do so.
 void resetBackoff();

@@ -2,6 +2,7 @@
 #include "player/player_process.h"
 #include "protocol/control_server.h"
 #include "supervisor/controller.h"
+#include "supervisor/service_notify.h"
 #include "sysman/wait_set.h"
 
 #include <cerrno>
@@ -97,6 +98,8 @@ int main() {
         return 1;
     }
     clearClientSlots();
+    const bool notifying = openServiceNotify();
+    notifyReady();
     // Once, before any player and outside every player's deadline; players then skip the scan.
     (void)launchRegistryUpdate(controller.player, updatePluginRegistry);
 
@@ -105,6 +108,8 @@ int main() {
         waitSet.unblockSignal(SIGTERM);
         serviceControlServer(waitSet);
         stepController();
+        if (notifying)
+            notifyStatus(controllerStatus());
         waitSet.wait();
     }
     // A further stop signal during shutdown says so again and changes nothing.
@@ -113,6 +118,7 @@ int main() {
     clearClientSlots();
     closeControlServer();
     shutdownController();
+    closeServiceNotify();
     waitSet.destroy();
     return 0;
 }

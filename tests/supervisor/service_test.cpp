@@ -9,8 +9,10 @@
 #include <fstream>
 #include <poll.h>
 #include <set>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/un.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -234,6 +236,62 @@ TEST_F(Service, AHungPlayerDiesWithAServiceKilledOutright) {
     EXPECT_EQ(poll(&exited, 1, 10000), 1) << "the player outlived its service";
     if (exited.revents == 0)
         kill(players[0], SIGKILL);
+}
+
+// Started by systemd (NOTIFY_SOCKET set): ready once its socket is bound, then one status line
+// per change, naming what it does, the video's number, the total and the path.
+class NotifiedService : public Service {
+  protected:
+    void SetUp() override {
+        path = testing::TempDir() + "notify-" + std::to_string(getpid());
+        struct sockaddr_un address {};
+        address.sun_family = AF_UNIX;
+        path.copy(address.sun_path, sizeof address.sun_path - 1);
+        unlink(path.c_str());
+        notify = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        ASSERT_EQ(bind(notify, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        setenv("NOTIFY_SOCKET", path.c_str(), 1);
+        Service::SetUp();
+        unsetenv("NOTIFY_SOCKET");
+    }
+    void TearDown() override {
+        close(notify);
+        unlink(path.c_str());
+    }
+    // The next datagram; empty after ten times a clip's start.
+    std::string next() {
+        struct pollfd ready = {notify, POLLIN, 0};
+        char text[8192];
+        const ssize_t got =
+            poll(&ready, 1, PlayTimeoutMs) == 1 ? recv(notify, text, sizeof text, 0) : 0;
+        return std::string(text, got > 0 ? size_t(got) : 0);
+    }
+
+    std::string path;
+    int notify = -1;
+};
+
+TEST_F(NotifiedService, SaysReadyThenWhatItPlays) {
+    EXPECT_EQ(next(), "READY=1");
+    expectReply(request(49, {Bytes{1}}), 49, 2);
+    load("clip-c.mp4\nclip-b.mp4\n");
+    const std::string clips = VIDEOD_BINARY_DIR "/media/";
+    std::vector<std::string> said;
+    for (std::string line = next(); !line.empty() && said.size() < 30; line = next()) {
+        said.push_back(line);
+        if (line == "STATUS=Playing video 2 of 2: " + clips + "clip-b.mp4")
+            break;
+    }
+    const std::vector<std::string> wanted = {"STATUS=Playing video 1 of 2: " + clips + "clip-c.mp4",
+                                             "STATUS=Playing video 2 of 2: " + clips +
+                                                 "clip-b.mp4"};
+    std::vector<std::string> seen;
+    std::copy_if(said.begin(), said.end(), std::back_inserter(seen), [&](const std::string& line) {
+        return line.find("Playing") != std::string::npos;
+    });
+    EXPECT_EQ(seen, wanted);
+    for (size_t i = 1; i < said.size(); ++i)
+        EXPECT_NE(said[i], said[i - 1]) << "sent twice";
 }
 
 } // namespace
