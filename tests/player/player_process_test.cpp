@@ -82,7 +82,8 @@ TEST(PlayerProcess, ReportsEachStateUntilItFinishesOnStop) {
 }
 
 // A stop signal while playing is an orderly stop; a closed command pipe, a failure; a FIFO
-// fails at once, never blocking; a file that is no H.264 video ends when asked to play.
+// fails at once, never blocking; a file that is no H.264 video ends when asked to play, one
+// past 2 GiB too (opened with 64-bit offsets on the 32-bit board).
 TEST(PlayerProcess, StopsFailuresAndFilesItCannotPlay) {
     const std::string fifo = "fifo-" + std::to_string(getpid());
     ASSERT_EQ(mkfifo((VIDEOD_BINARY_DIR "/media/" + fifo).c_str(), 0600), 0);
@@ -99,7 +100,12 @@ TEST(PlayerProcess, StopsFailuresAndFilesItCannotPlay) {
     EXPECT_EQ(missing.exitStatus(), 1);
     EXPECT_EQ(missing.reports, "f");
     unlink((VIDEOD_BINARY_DIR "/media/" + fifo).c_str());
-    for (const char* file : {"clip-mpeg4.mp4", "not-a-video.mp4"}) {
+    const std::string large = "large-" + std::to_string(getpid()) + ".mp4";
+    int fd =
+        open((VIDEOD_BINARY_DIR "/media/" + large).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    ASSERT_EQ(ftruncate64(fd, (off64_t{1} << 31) + 1), 0);
+    close(fd);
+    for (const char* file : {"clip-mpeg4.mp4", "not-a-video.mp4", large.c_str()}) {
         Player player(file);
         player.send('g');
         ASSERT_TRUE(player.until("e")) << player.reports << file;
@@ -107,6 +113,7 @@ TEST(PlayerProcess, StopsFailuresAndFilesItCannotPlay) {
         EXPECT_EQ(player.exitStatus(), 0) << file;
         EXPECT_EQ(player.reports, "ef") << file;
     }
+    unlink((VIDEOD_BINARY_DIR "/media/" + large).c_str());
 }
 
 // A clip with a sound track passes discovery and plays before its end; a clip that ends while
