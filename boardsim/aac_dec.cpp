@@ -42,7 +42,7 @@ gboolean setCaps(GstElement* element, GstCaps* caps) {
     GstCaps* raw = gst_caps_from_string(BOARDSIM_S16);
     gst_caps_set_simple(raw, "rate", G_TYPE_INT, dec->rate, "channels", G_TYPE_INT, dec->channels,
                         nullptr);
-    const gboolean set = setOutputCaps(dec->srcPad, raw);
+    const gboolean set = gst_pad_set_caps(dec->srcPad, raw);
     gst_caps_unref(raw);
     return set;
 }

@@ -127,11 +127,6 @@ class BufferBytes {
 #endif
 };
 
-// Sets the caps that the pad's buffers carry from now on.
-inline bool setOutputCaps(GstPad* pad, GstCaps* caps) {
-    return gst_pad_set_caps(pad, caps);
-}
-
 // 0.10 buffers carry their caps themselves; 1.x buffers follow the pad's caps event.
 inline GstFlowReturn pushBuffer(GstPad* pad, GstBuffer* buffer) {
 #if !BOARDSIM_GST_1

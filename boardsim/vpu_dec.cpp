@@ -82,7 +82,7 @@ bool negotiate(BoardsimVpuDec* dec, gint width, gint height) {
     gst_caps_set_simple(caps, "width", G_TYPE_INT, width, "height", G_TYPE_INT, height, "framerate",
                         GST_TYPE_FRACTION, decoding.rateNumerator, decoding.rateDenominator,
                         "pixel-aspect-ratio", GST_TYPE_FRACTION, 1, 1, nullptr);
-    const bool set = setOutputCaps(dec->srcPad, caps);
+    const bool set = gst_pad_set_caps(dec->srcPad, caps);
     gst_caps_unref(caps);
     if (set) {
         decoding.width = width;
