@@ -23,7 +23,8 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
 # pkg-config as a cross pkg-config runs it: only the root's folders by default (Debian's
 # multiarch one, the plain one SDKs use, the shared and the local one), paths in its answers
-# under the root; folders the user put on PKG_CONFIG_PATH are searched first, as ever.
+# under the root; folders the user put on PKG_CONFIG_PATH are searched first, as ever. Without a
+# sysroot (a compiler that has its own) pkg-config runs as the environment sets it.
 if(CMAKE_SYSROOT)
     set(ENV{PKG_CONFIG_SYSROOT_DIR} ${CMAKE_SYSROOT})
     set(pkg_config_libdir)
