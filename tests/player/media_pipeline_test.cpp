@@ -1,12 +1,14 @@
 // Media pipeline in the test process: the sink's geometry and rotation for display settings,
-// as the stand-in display shows them, and stops that land at any moment of a run, racing its
-// teardown.
+// as the stand-in display shows them, every picture of a clip on the display in order, and
+// stops that land at any moment of a run, racing its teardown.
+#include "boardsim/gst_compat.h"
 #include "player/media_pipeline.h"
 #include "player/player.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <mutex>
 #include <thread>
 
 namespace {
@@ -46,6 +48,48 @@ TEST(MediaPipeline, DisplaySettingsBecomeSinkProperties) {
         media.teardown();
         EXPECT_EQ(got, row.properties);
     }
+}
+
+// The time stamps of the pictures that reach the display, taken on the streaming thread.
+struct Shown {
+    std::mutex lock;
+    std::vector<GstClockTime> times;
+};
+
+void onShown(GstBuffer* picture, gpointer data) {
+    Shown& shown = *static_cast<Shown*>(data);
+    std::lock_guard<std::mutex> hold(shown.lock);
+    shown.times.push_back(GST_BUFFER_TIMESTAMP(picture));
+}
+
+void onEnd(GstPad*, gpointer) {}
+
+// B-frames leave the decoder reordered for display, and it holds pictures back until the end
+// of the stream: each picture must still reach the display, later than the one before.
+TEST(MediaPipeline, EveryPictureReachesTheDisplayInOrder) {
+    gst_init(nullptr, nullptr);
+    MediaPipeline media;
+    ASSERT_EQ(media.create(), 1);
+    g_object_set(media.source, "location", VIDEOD_BINARY_DIR "/media/clip-bframes.mp4", nullptr);
+    ASSERT_EQ(media.link(), 1);
+    media.applyDisplaySettings();
+    Shown shown;
+    GstPad* pad = gst_element_get_static_pad(media.sink, "sink");
+    watchFrames<onShown, onEnd>(pad, &shown, nullptr);
+    gst_object_unref(pad);
+    gst_element_set_state(media.pipeline, GST_STATE_PLAYING);
+    GstBus* bus = gst_element_get_bus(media.pipeline);
+    GstMessage* end = gst_bus_timed_pop_filtered(
+        bus, 30 * GST_SECOND, static_cast<GstMessageType>(GST_MESSAGE_EOS | GST_MESSAGE_ERROR));
+    ASSERT_NE(end, nullptr) << "no end within ten times the clip's length";
+    EXPECT_EQ(GST_MESSAGE_TYPE(end), GST_MESSAGE_EOS);
+    gst_message_unref(end);
+    gst_object_unref(bus);
+    gst_element_set_state(media.pipeline, GST_STATE_NULL);
+    media.teardown();
+    EXPECT_EQ(shown.times.size(), 75u);
+    for (size_t i = 1; i < shown.times.size(); ++i)
+        EXPECT_GT(shown.times[i], shown.times[i - 1]) << "picture " << i;
 }
 
 // Commands fired from the main thread until the worker has finished: each stop must end the
