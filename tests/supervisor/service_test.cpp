@@ -8,7 +8,6 @@
 #include <filesystem>
 #include <fstream>
 #include <poll.h>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <sys/socket.h>
@@ -253,13 +252,19 @@ class ServiceLines : public Service {
     // The lines of text but those that report a pipeline's state, which race the demuxer's
     // lines; they must be whole and are collected in states.
     static std::string withoutStateLines(const std::string& text, std::string& states) {
-        static const std::regex state("Pipeline state changed from (NULL|READY|PAUSED|PLAYING) "
-                                      "to (NULL|READY|PAUSED|PLAYING):\n");
+        const auto isState = [](const std::string& line) {
+            for (const char* from : {"NULL", "READY", "PAUSED", "PLAYING"})
+                for (const char* to : {"NULL", "READY", "PAUSED", "PLAYING"})
+                    if (line ==
+                        std::string("Pipeline state changed from ") + from + " to " + to + ":\n")
+                        return true;
+            return false;
+        };
         std::string rest;
         for (size_t at = 0, end; at < text.size(); at = end) {
             end = std::min(text.find('\n', at), text.size() - 1) + 1;
             const std::string line = text.substr(at, end - at);
-            (std::regex_match(line, state) ? states : rest) += line;
+            (isState(line) ? states : rest) += line;
         }
         return rest;
     }
