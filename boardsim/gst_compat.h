@@ -135,6 +135,7 @@ inline GstFlowReturn pushBuffer(GstPad* pad, GstBuffer* buffer) {
     return gst_pad_push(pad, buffer);
 }
 
+// The Drain of an element that holds nothing back.
 inline void keepNothing(GstElement*, bool) {}
 
 // Installs the sink pad functions of a one-in, one-out element: Chain takes each buffer,
