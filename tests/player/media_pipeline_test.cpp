@@ -97,6 +97,7 @@ TEST(MediaPipeline, EveryPictureReachesTheDisplayInOrder) {
         gst_object_unref(bus);
         gst_element_set_state(media.pipeline, GST_STATE_NULL);
         media.teardown();
+        std::lock_guard<std::mutex> hold(shown.lock);
         EXPECT_EQ(shown.times.size(), row.pictures);
         for (size_t i = 1; i < shown.times.size(); ++i)
             EXPECT_GT(shown.times[i], shown.times[i - 1]) << "picture " << i;
