@@ -104,6 +104,38 @@ TEST(MediaPipeline, EveryPictureReachesTheDisplayInOrder) {
     }
 }
 
+// An end that the bus delivers before the pipeline's own move to PAUSED or PLAYING (a clip that
+// ends while it prerolls) stays the status; a later move down does not.
+TEST(MediaPipeline, AnEndBeforeThePipelinesOwnMoveStays) {
+    gst_init(nullptr, nullptr);
+    const struct {
+        bool error;
+        GstState to;
+        PlayerStatus status;
+    } rows[] = {{false, GST_STATE_PLAYING, PlayerStatus::Ended},
+                {true, GST_STATE_PAUSED, PlayerStatus::Ended},
+                {false, GST_STATE_READY, PlayerStatus::Ready}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.to);
+        MediaPipeline media;
+        ASSERT_EQ(media.create(), 1);
+        media.watchBus();
+        GstObject* pipeline = GST_OBJECT(media.pipeline);
+        GError* error = g_error_new_literal(GST_STREAM_ERROR, GST_STREAM_ERROR_DECODE, "cut");
+        GstBus* bus = gst_element_get_bus(media.pipeline);
+        gst_bus_post(bus, row.error ? gst_message_new_error(pipeline, error, nullptr)
+                                    : gst_message_new_eos(pipeline));
+        gst_bus_post(bus, gst_message_new_state_changed(pipeline, GST_STATE_PAUSED, row.to,
+                                                        GST_STATE_VOID_PENDING));
+        g_error_free(error);
+        gst_object_unref(bus);
+        while (g_main_context_iteration(nullptr, FALSE)) {
+        }
+        EXPECT_EQ(media.status, row.status);
+        media.teardown();
+    }
+}
+
 // Commands fired from the main thread until the worker has finished: each stop must end the
 // run wherever it lands, and no command may touch the pipeline after its release.
 TEST(MediaPipeline, StopAtAnyMomentEndsTheRun) {
