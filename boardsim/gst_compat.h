@@ -16,7 +16,7 @@
 
 #define BOARDSIM_RAW_VIDEO "video/x-raw"
 #define BOARDSIM_H264                                                                              \
-    "video/x-h264, stream-format=(string){ avc, byte-stream }, alignment=(string)au"
+    "video/x-h264, stream-format=(string){ avc, avc3, byte-stream }, alignment=(string)au"
 #define BOARDSIM_I420 "video/x-raw, format=(string)I420"
 #define BOARDSIM_BGRX "video/x-raw, format=(string)BGRx"
 #define BOARDSIM_S16 "audio/x-raw, format=(string)S16LE, layout=(string)interleaved"
@@ -135,17 +135,26 @@ inline GstFlowReturn pushBuffer(GstPad* pad, GstBuffer* buffer) {
     return gst_pad_push(pad, buffer);
 }
 
+// The Drain of an element that holds nothing back.
+inline void keepNothing(GstElement*, bool) {}
+
 // Installs the sink pad functions of a one-in, one-out element: Chain takes each buffer,
-// SetCaps the input's caps; every other event takes the default course.
+// SetCaps the input's caps, Drain empties the element before the end of the stream passes on
+// (true: what it held goes downstream) and when a flush ends (false: what it held is dropped);
+// every other event takes the default course.
 template <GstFlowReturn (*Chain)(GstElement*, GstBuffer*),
-          gboolean (*SetCaps)(GstElement*, GstCaps*)>
+          gboolean (*SetCaps)(GstElement*, GstCaps*),
+          void (*Drain)(GstElement*, bool) = keepNothing>
 void setSinkFunctions(GstPad* pad) {
 #if BOARDSIM_GST_1
     gst_pad_set_chain_function(pad, [](GstPad*, GstObject* parent, GstBuffer* buffer) {
         return Chain(GST_ELEMENT(parent), buffer);
     });
     gst_pad_set_event_function(pad, [](GstPad* sink, GstObject* parent, GstEvent* event) {
-        if (GST_EVENT_TYPE(event) != GST_EVENT_CAPS)
+        const GstEventType type = GST_EVENT_TYPE(event);
+        if (type == GST_EVENT_EOS || type == GST_EVENT_FLUSH_STOP)
+            Drain(GST_ELEMENT(parent), type == GST_EVENT_EOS);
+        if (type != GST_EVENT_CAPS)
             return gst_pad_event_default(sink, parent, event);
         GstCaps* caps = nullptr;
         gst_event_parse_caps(event, &caps);
@@ -159,6 +168,12 @@ void setSinkFunctions(GstPad* pad) {
     });
     gst_pad_set_setcaps_function(pad, [](GstPad* sink, GstCaps* caps) {
         return SetCaps(GST_ELEMENT(GST_PAD_PARENT(sink)), caps);
+    });
+    gst_pad_set_event_function(pad, [](GstPad* sink, GstEvent* event) {
+        const GstEventType type = GST_EVENT_TYPE(event);
+        if (type == GST_EVENT_EOS || type == GST_EVENT_FLUSH_STOP)
+            Drain(GST_ELEMENT(GST_PAD_PARENT(sink)), type == GST_EVENT_EOS);
+        return gst_pad_event_default(sink, event);
     });
 #endif
 }

@@ -1,6 +1,8 @@
 // avcC record and length-prefixed units to start-code byte stream.
 #include "boardsim/h264_stream.h"
 
+#include "boardsim/h264_sps.h"
+
 namespace {
 
 constexpr uint8_t StartCode[] = {0, 0, 0, 1};
@@ -44,13 +46,25 @@ bool H264Stream::configure(const uint8_t* record, size_t size) {
         return false;
     lengthSize_ = (record[4] & 3u) + 1;
     parameterSets_ = std::move(sets);
+    checkSequenceSets(parameterSets_);
     return true;
 }
 
-bool H264Stream::convert(const uint8_t* data, size_t size, std::vector<uint8_t>& out) const {
+// A sequence set is read up to the fields that matter, so the units after it in the same
+// stream do no harm.
+void H264Stream::checkSequenceSets(const std::vector<uint8_t>& byteStream) {
+    constexpr uint8_t SequenceSet = 7;
+    for (size_t at = 0; at + 3 < byteStream.size(); ++at)
+        if (byteStream[at] == 0 && byteStream[at + 1] == 0 && byteStream[at + 2] == 1 &&
+            (byteStream[at + 3] & 0x1f) == SequenceSet)
+            refusal_ = boardRefusal(byteStream.data() + at + 3, byteStream.size() - at - 3);
+}
+
+bool H264Stream::convert(const uint8_t* data, size_t size, std::vector<uint8_t>& out) {
     out.clear();
     if (lengthSize_ == 0) {
         out.assign(data, data + size);
+        checkSequenceSets(out);
         return true;
     }
     size_t at = 0;
@@ -66,5 +80,6 @@ bool H264Stream::convert(const uint8_t* data, size_t size, std::vector<uint8_t>&
         appendUnit(out, data + at, length);
         at += length;
     }
+    checkSequenceSets(out);
     return true;
 }

@@ -1,5 +1,5 @@
-// The H.264 of an MP4 track (length-prefixed NAL units, parameter sets in its avcC record)
-// turned into the start-code byte stream that the stand-in decoder reads.
+// The H.264 of an MP4 track (length-prefixed NAL units, parameter sets in its avcC record or
+// in the stream) turned into the start-code byte stream that the stand-in decoder reads.
 #pragma once
 
 #include <cstddef>
@@ -16,9 +16,16 @@ class H264Stream {
     const std::vector<uint8_t>& parameterSets() const { return parameterSets_; }
 
     // One access unit as byte stream into out; false when a unit runs past the end.
-    bool convert(const uint8_t* data, size_t size, std::vector<uint8_t>& out) const;
+    bool convert(const uint8_t* data, size_t size, std::vector<uint8_t>& out);
+
+    // Why the board's decoder would refuse the stream, by the last sequence parameter set
+    // seen in the record or the units; null while it would take it.
+    const char* refusal() const { return refusal_; }
 
   private:
     size_t lengthSize_ = 0; // bytes of each unit's length; 0 for byte stream input
     std::vector<uint8_t> parameterSets_;
+    const char* refusal_ = nullptr;
+
+    void checkSequenceSets(const std::vector<uint8_t>& byteStream);
 };

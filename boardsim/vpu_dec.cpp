@@ -9,6 +9,7 @@
 
 #include <cstring>
 #include <mutex>
+#include <vector>
 
 namespace {
 
@@ -22,6 +23,7 @@ struct Decoding {
     gint height = 0;
     gint rateNumerator = 0;
     gint rateDenominator = 1;
+    GstClockTime duration = GST_CLOCK_TIME_NONE; // of the last access unit
 };
 
 struct BoardsimVpuDec {
@@ -141,7 +143,43 @@ GstBuffer* copyPicture(const SBufferInfo& info, unsigned char* const planes[3]) 
     return buffer;
 }
 
-// Undecodable units are dropped, as a hardware decoder drops them; the stream goes on.
+// Decoded pictures in display order, pushed once the state lock is let go: a paused sink
+// holds a push until it plays.
+using Pictures = std::vector<GstBuffer*>;
+
+// Adds the picture that info describes, if it holds one, stamped with the time its access
+// unit went in with.
+GstFlowReturn takePicture(BoardsimVpuDec* dec, const SBufferInfo& info,
+                          unsigned char* const planes[3], Pictures& pictures) {
+    Decoding& decoding = *dec->decoding;
+    if (info.iBufferStatus != 1)
+        return GST_FLOW_OK;
+    const SSysMEMBuffer& picture = info.UsrData.sSystemBuffer;
+    if ((picture.iWidth != decoding.width || picture.iHeight != decoding.height) &&
+        !negotiate(dec, picture.iWidth, picture.iHeight))
+        return GST_FLOW_NOT_NEGOTIATED;
+    GstBuffer* output = copyPicture(info, planes);
+    if (!output)
+        return GST_FLOW_ERROR;
+    GST_BUFFER_TIMESTAMP(output) = info.uiOutYuvTimeStamp;
+    GST_BUFFER_DURATION(output) = decoding.duration;
+    pictures.push_back(output);
+    return GST_FLOW_OK;
+}
+
+GstFlowReturn pushPictures(GstPad* source, const Pictures& pictures) {
+    GstFlowReturn result = GST_FLOW_OK;
+    for (GstBuffer* picture : pictures) {
+        if (result == GST_FLOW_OK)
+            result = pushBuffer(source, picture);
+        else
+            gst_buffer_unref(picture);
+    }
+    return result;
+}
+
+// Units the decoder cannot use are dropped, as a hardware decoder drops them; the stream goes
+// on. So are those of a stream the board's decoder would refuse (see changeState).
 GstFlowReturn chain(GstElement* element, GstBuffer* input) {
     BoardsimVpuDec* dec = self(element);
     std::unique_lock<std::mutex> hold(stateLock);
@@ -151,10 +189,11 @@ GstFlowReturn chain(GstElement* element, GstBuffer* input) {
         BufferBytes bytes(input, false);
         converted = bytes.data && decoding.stream.convert(bytes.data, bytes.size, decoding.unit);
     }
-    if (!converted || decoding.unit.empty()) {
-        gst_buffer_unref(input);
+    const GstClockTime timestamp = GST_BUFFER_TIMESTAMP(input);
+    decoding.duration = GST_BUFFER_DURATION(input);
+    gst_buffer_unref(input);
+    if (!converted || decoding.unit.empty() || decoding.stream.refusal())
         return GST_FLOW_OK;
-    }
     unsigned char* planes[3] = {};
     SBufferInfo info{};
     if (decoding.setsPending) {
@@ -165,29 +204,40 @@ GstFlowReturn chain(GstElement* element, GstBuffer* input) {
         decoding.setsPending = false;
         info = SBufferInfo{};
     }
+    info.uiInBsTimeStamp = timestamp;
     (void)decoding.decoder->DecodeFrameNoDelay(decoding.unit.data(), int(decoding.unit.size()),
                                                planes, &info);
-    if (info.iBufferStatus != 1) {
-        gst_buffer_unref(input);
-        return GST_FLOW_OK;
-    }
-    const SSysMEMBuffer& picture = info.UsrData.sSystemBuffer;
-    if ((picture.iWidth != decoding.width || picture.iHeight != decoding.height) &&
-        !negotiate(dec, picture.iWidth, picture.iHeight)) {
-        gst_buffer_unref(input);
-        return GST_FLOW_NOT_NEGOTIATED;
-    }
-    GstBuffer* output = copyPicture(info, planes);
-    if (!output) {
-        gst_buffer_unref(input);
-        return GST_FLOW_ERROR;
-    }
-    GST_BUFFER_TIMESTAMP(output) = GST_BUFFER_TIMESTAMP(input);
-    GST_BUFFER_DURATION(output) = GST_BUFFER_DURATION(input);
-    gst_buffer_unref(input);
+    Pictures pictures;
+    const GstFlowReturn taken = takePicture(dec, info, planes, pictures);
     GstPad* source = dec->srcPad;
-    hold.unlock(); // a paused sink holds the push until it plays; the state is done with
-    return pushBuffer(source, output);
+    hold.unlock();
+    const GstFlowReturn pushed = pushPictures(source, pictures);
+    return taken != GST_FLOW_OK ? taken : pushed;
+}
+
+// The pictures the decoder holds back for reordering: sent on at the end of the stream,
+// dropped when a flush ends.
+void drain(GstElement* element, bool send) {
+    BoardsimVpuDec* dec = self(element);
+    std::unique_lock<std::mutex> hold(stateLock);
+    ISVCDecoder* decoder = dec->decoding->decoder;
+    int held = 0;
+    if (!decoder ||
+        decoder->GetOption(DECODER_OPTION_NUM_OF_FRAMES_REMAINING_IN_BUFFER, &held) != 0)
+        return;
+    Pictures pictures;
+    for (; held > 0; --held) {
+        unsigned char* planes[3] = {};
+        SBufferInfo info{};
+        (void)decoder->FlushFrame(planes, &info);
+        if (info.iBufferStatus != 1)
+            break;
+        if (send)
+            (void)takePicture(dec, info, planes, pictures);
+    }
+    GstPad* source = dec->srcPad;
+    hold.unlock();
+    (void)pushPictures(source, pictures);
 }
 
 } // namespace
@@ -205,7 +255,7 @@ static void boardsim_vpu_dec_init(BoardsimVpuDec* dec) {
         dec->decoding->decoder = nullptr;
     }
     dec->sinkPad = gst_pad_new_from_static_template(&sinkTemplate, "sink");
-    setSinkFunctions<chain, setCaps>(dec->sinkPad);
+    setSinkFunctions<chain, setCaps, drain>(dec->sinkPad);
     gst_element_add_pad(GST_ELEMENT(dec), dec->sinkPad);
     dec->srcPad = gst_pad_new_from_static_template(&srcTemplate, "src");
     gst_pad_use_fixed_caps(dec->srcPad);
@@ -229,10 +279,24 @@ static bool hasDecoder(BoardsimVpuDec* dec) {
     return dec->decoding->decoder != nullptr;
 }
 
+static const char* refusal(BoardsimVpuDec* dec) {
+    std::lock_guard<std::mutex> hold(stateLock);
+    return dec->decoding->stream.refusal();
+}
+
+// A stream the board's decoder cannot take fails when it is to be shown, with an error that
+// says why. Prerolling it only reads it, so the discoverer, which plugs this decoder too and
+// never plays, still judges the file by its caps.
 static GstStateChangeReturn changeState(GstElement* element, GstStateChange transition) {
     if (transition == GST_STATE_CHANGE_NULL_TO_READY && !hasDecoder(self(element))) {
         GST_ELEMENT_ERROR(element, LIBRARY, INIT, ("libopenh264 could not make a decoder"),
                           (nullptr));
+        return GST_STATE_CHANGE_FAILURE;
+    }
+    const char* refused =
+        transition == GST_STATE_CHANGE_PAUSED_TO_PLAYING ? refusal(self(element)) : nullptr;
+    if (refused) {
+        GST_ELEMENT_ERROR(element, STREAM, WRONG_TYPE, ("%s", refused), (nullptr));
         return GST_STATE_CHANGE_FAILURE;
     }
     return GST_ELEMENT_CLASS(boardsim_vpu_dec_parent_class)->change_state(element, transition);

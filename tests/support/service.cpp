@@ -44,7 +44,7 @@ bool ServiceProcess::start(const std::string& program, const std::vector<std::st
         // Only the standard three and an empty mask, as a service manager would start it.
         dup2(files[Input], 0);
         dup2(files[Output], 1);
-        dup2(1, 2);
+        dup2(files[errorsApart ? Errors : Output], 2);
         close_range(3, ~0u, 0);
         sigset_t none;
         sigemptyset(&none);
@@ -74,10 +74,11 @@ std::string ServiceProcess::text(Stream stream) const {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-size_t ServiceProcess::waitFor(const std::string& wanted, int timeoutMs, size_t offset) const {
+size_t ServiceProcess::waitFor(const std::string& wanted, int timeoutMs, size_t offset,
+                               Stream stream) const {
     auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
     size_t at;
-    while ((at = text().find(wanted, offset)) == std::string::npos && Clock::now() < deadline)
+    while ((at = text(stream).find(wanted, offset)) == std::string::npos && Clock::now() < deadline)
         usleep(2000);
     return at;
 }

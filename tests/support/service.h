@@ -1,5 +1,6 @@
 // The real service binary under test, in a private network namespace: started with only the
-// standard descriptors, its descriptor 0 and its output (1 and 2 together) kept in files.
+// standard descriptors, its descriptor 0 and its output (1 and 2 together, or apart) kept in
+// files.
 #pragma once
 
 #include "tests/support/client.h"
@@ -16,13 +17,16 @@ bool enterPrivateNetworkNamespace(std::string& why);
 
 class ServiceProcess {
   public:
-    enum Stream { Input, Output };
+    // Output is descriptor 1, and 2 too unless the errors are kept apart.
+    enum Stream { Input, Output, Errors };
 
     ServiceProcess();
     ServiceProcess(const ServiceProcess&) = delete;
     ServiceProcess& operator=(const ServiceProcess&) = delete;
     ~ServiceProcess();
 
+    // Before the start: descriptor 2 goes to Errors, not to Output.
+    void keepErrorsApart() { errorsApart = true; }
     // Starts the program (default: the built service) once.
     bool start(const std::string& program = "", const std::vector<std::string>& args = {});
     pid_t pid() const { return child; }
@@ -33,13 +37,15 @@ class ServiceProcess {
     // Everything written so far; the position of wanted at or after offset, or npos when it
     // has not come within the time-out.
     std::string text(Stream stream = Output) const;
-    size_t waitFor(const std::string& wanted, int timeoutMs, size_t offset = 0) const;
+    size_t waitFor(const std::string& wanted, int timeoutMs, size_t offset = 0,
+                   Stream stream = Output) const;
     std::vector<pid_t> children() const;
     // Processor time the service itself has used so far.
     int cpuMs() const;
 
   private:
-    int files[2]; // in memory: descriptor 0, and 1 and 2 together
+    int files[3]; // in memory, by Stream
+    bool errorsApart = false;
     pid_t child = 0;
     int status = -1;
 };
