@@ -146,9 +146,11 @@ check "videod became active on READY=1, $(((active - started) / 1000)) ms after 
 reply=$(timeout 10 videoctl identify)
 check "videoctl identify answers at once: $reply" identifies "$reply"
 
+# The service starts paused; a load keeps that.
 check "videoctl load answers" answers load "$PLAYLIST"
 follows "the status follows the load" 60 "* video [123] of 3: $VIDEOS/clip-[abc].mp4"
-follows "a video plays" 60 "Playing video *"
+check "videoctl play answers" answers play
+follows "the status follows play" 60 "Playing video *"
 check "videoctl pause answers" answers pause
 follows "the status follows the pause" 10 "Paused video * of 3: *"
 paused=$(property StatusText)
