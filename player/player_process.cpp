@@ -33,12 +33,6 @@ void installStopHandler() {
     action.sa_flags = 0;
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
-    // The supervisor keeps both blocked outside its wait, and a fork inherits that mask.
-    sigset_t stops;
-    sigemptyset(&stops);
-    sigaddset(&stops, SIGINT);
-    sigaddset(&stops, SIGTERM);
-    sigprocmask(SIG_UNBLOCK, &stops, nullptr);
 }
 
 void reportChange(Player& player, PlayerStatus& lastReported, int statusFd) {

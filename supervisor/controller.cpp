@@ -1,6 +1,7 @@
 // Playback controller: launch loop over the circular playlist, requests, and the phase machine.
 #include "supervisor/controller.h"
 
+#include "supervisor/playlist_load.h"
 #include "sysman/clock.h"
 
 #include <algorithm>
@@ -19,6 +20,7 @@ void initController(sysman::WaitSet* waitSet) {
     controller.request = PlaybackRequest::Pause;
     controller.requestPending = false;
     controller.loadFailed = false;
+    controller.loading = false;
     controller.display = DisplaySettings{};
     controller.playlist.clear();
     controller.index = 0;
@@ -95,7 +97,7 @@ static void stepIdle() {
     // At most one child: a player that lingers after its end is killed, and the next waits
     // until it has been reaped, as it waits for the registry update.
     const bool noChild = retirePlayer(controller.player);
-    if (controller.request == PlaybackRequest::Stop)
+    if (controller.request == PlaybackRequest::Stop || controller.loading)
         return;
     if (controller.playlist.empty()) {
         fail();
@@ -177,6 +179,7 @@ static void skipCurrent() {
 
 void stepController() {
     pollPlayer(controller.player, *controller.waitSet);
+    pollPlaylistLoad(*controller.waitSet);
     // A child hung before its first report is skipped as a client's Next would skip it.
     if (controller.phase == ControllerPhase::Running && startOverdue(controller.player))
         skipCurrent();
@@ -215,6 +218,7 @@ void setDisplay(int32_t width, int32_t height, int32_t left, int32_t top, int32_
 
 void shutdownController() {
     sendStop(controller.player);
+    stopPlaylistLoad();
     controller.playlist.clear();
 }
 
@@ -227,6 +231,8 @@ std::string controllerStatus() {
     const size_t total = controller.playlist.size();
     if (controller.player.registryChild && controller.player.pid != 0)
         return "Updating the plug-in registry";
+    if (controller.loading)
+        return "Reading the playlist";
     if (total == 0)
         return "No playlist";
     if (controller.phase == ControllerPhase::Failed)

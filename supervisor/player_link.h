@@ -8,6 +8,7 @@
 #include "sysman/wait_set.h"
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <sys/types.h>
 
@@ -46,6 +47,18 @@ struct PlayerProcess {
 using PlayerEntry = void (*)(int commandFd, int statusFd, const char* path,
                              const DisplaySettings& display);
 extern PlayerEntry playerEntry;
+
+// The one way the service starts a child (player, registry update, playlist reader), like
+// fork: 0 in the child, its pid in the parent, -1 after "Process could not be created". The
+// child dies with the supervisor, starts with an empty signal mask and default dispositions,
+// leads a process group of its own and keeps only 0, 1, 2 and the descriptors in keep.
+pid_t launchChild(std::initializer_list<int> keep);
+// SIGKILL to a child launched so and to everything in its group: a plug-in scanner it started
+// must not outlive it.
+void killChildGroup(pid_t pid);
+
+// Waits at most ms for the child to end and reaps it; true when it is gone or was never ours.
+bool reapWithin(pid_t pid, uint32_t ms);
 
 void initPlayerProcess(PlayerProcess& player);
 // Kills a live child, reaps it if it goes within ExitReapMs, closes both pipes and leaves the

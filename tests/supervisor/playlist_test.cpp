@@ -1,7 +1,10 @@
-// Playlist loader on real files: line rules, the path check, the directory prefix and the
-// entry limit.
+// Playlist loader on real files through its reader child: line rules, the path check, the
+// directory prefix, the entry limit, and files that cannot be read or never open.
+#include "scripted_player.h"
 #include "supervisor/controller.h"
 #include "supervisor/playlist.h"
+#include "supervisor/playlist_load.h"
+#include "sysman/clock.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +15,23 @@
 
 namespace {
 
+// Loads path and runs the loader's passes until it is done; what it wrote on standard error.
+std::string load(const std::string& path) {
+    static sysman::WaitSet waitSet;
+    waitSet.init();
+    initController(&waitSet);
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(loadPlaylist(path.c_str(), false));
+    for (uint32_t start = sysman::nowMs(); controller.loading;) {
+        pollPlaylistLoad(waitSet);
+        EXPECT_LT(sysman::elapsedMs(start), 10 * PlaylistReadMs) << "hung";
+        waitSet.wait();
+    }
+    return testing::internal::GetCapturedStderr();
+}
+
 TEST(Playlist, LoadTakesTheSafeLinesWithTheFilesDirectory) {
+    useScriptedPlayers();
     char pattern[] = "/tmp/playlistXXXXXX";
     const std::string dir = mkdtemp(pattern);
     std::string hundredAndOne;
@@ -34,25 +53,29 @@ TEST(Playlist, LoadTakesTheSafeLinesWithTheFilesDirectory) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.text.substr(0, 40));
         std::ofstream(dir + "/list") << row.text;
-        ASSERT_TRUE(loadPlaylist((dir + "/list").c_str(), false));
+        ASSERT_EQ(load(dir + "/list"), "");
         std::vector<std::string> expected;
         for (const std::string& entry : row.entries)
             expected.push_back(dir + "/" + entry);
         EXPECT_EQ(controller.playlist, expected);
     }
     std::ofstream(dir + "/list") << ":skipped\n" << hundredAndOne;
-    ASSERT_TRUE(loadPlaylist((dir + "/list").c_str(), false));
+    ASSERT_EQ(load(dir + "/list"), "");
     ASSERT_EQ(controller.playlist.size(), MaxPlaylistEntries);
     EXPECT_EQ(controller.playlist.back(), dir + "/v99");
-    EXPECT_FALSE(loadPlaylist((dir + "/none").c_str(), false));
+    EXPECT_EQ(load(dir + "/none"), "Couldn't open playlist\n");
 
-    // Neither a FIFO without a writer nor a huge file without a line feed holds the loop up.
+    // Neither a FIFO whose open never returns nor a huge file without a line feed holds the
+    // loop up; the reader that hangs is killed at its deadline.
     ASSERT_EQ(mkfifo((dir + "/fifo").c_str(), 0600), 0);
-    EXPECT_FALSE(loadPlaylist((dir + "/fifo").c_str(), false));
+    const uint32_t start = sysman::nowMs();
+    EXPECT_EQ(load(dir + "/fifo"), "Couldn't open playlist\n");
+    EXPECT_GT(sysman::elapsedMs(start), PlaylistReadMs);
     std::ofstream(dir + "/big").close();
     ASSERT_EQ(truncate((dir + "/big").c_str(), 64 << 20), 0);
-    EXPECT_TRUE(loadPlaylist((dir + "/big").c_str(), false));
+    EXPECT_EQ(load(dir + "/big"), "");
     EXPECT_TRUE(controller.playlist.empty());
+    stopPlaylistLoad();
     (void)system(("rm -rf " + dir).c_str());
 }
 

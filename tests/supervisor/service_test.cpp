@@ -1,6 +1,7 @@
 // The whole service end to end: the real binary in a private network namespace, real player
 // processes on the stand-in elements, generated clips. Which clip plays is told by the caps
 // line each player prints: the clips differ in width.
+#include "supervisor/playlist_load.h"
 #include "tests/support/service.h"
 
 #include <csignal>
@@ -9,6 +10,7 @@
 #include <fstream>
 #include <poll.h>
 #include <set>
+#include <sstream>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -34,12 +36,12 @@ class Service : public ServiceFixture {
     void expectReply(const Bytes& request, uint8_t type, uint8_t code) {
         EXPECT_EQ(ask(client, request), bareMessage(type, code));
     }
-    // Playlist entries cannot leave the playlist's directory, so it lies beside the clips.
+    void TearDown() override { unlink(list.c_str()); }
+    // Playlist entries cannot leave the playlist's directory, so it lies beside the clips. It
+    // stays there: the service's reader may open it after the reply.
     void load(const std::string& lines, bool stopCurrent = false) {
-        const std::string path = VIDEOD_BINARY_DIR "/media/list-" + std::to_string(getpid());
-        std::ofstream(path) << lines;
-        expectReply(loadPlaylistRequest(path, stopCurrent), 48, 2);
-        unlink(path.c_str());
+        std::ofstream(list) << lines;
+        expectReply(loadPlaylistRequest(list, stopCurrent), 48, 2);
     }
     // Waits for each text in turn, each after the one before; returns the last position.
     size_t expectInOrder(std::initializer_list<std::string> texts, size_t at = 0) {
@@ -53,6 +55,7 @@ class Service : public ServiceFixture {
     }
 
     ControlClient client;
+    const std::string list = VIDEOD_BINARY_DIR "/media/list-" + std::to_string(getpid());
 };
 
 // Replies to refused requests are byte-exact and change nothing; a second instance is refused;
@@ -220,6 +223,57 @@ TEST_F(Service, APlayerThatCannotDieHoldsNothingUp) {
     freeze("THAWED");
     for (int i = 0; i < 500 && rmdir(cgroup.c_str()) != 0; ++i)
         usleep(10000);
+}
+
+// A playlist whose open never returns (a FIFO without a writer stands for a file system that
+// stops answering): clients get replies meanwhile, the reader is killed at its deadline, the
+// next load plays, and a stop signal during a hung read ends the service and the reader.
+TEST_F(Service, APlaylistThatNeverOpensHoldsNothingUp) {
+    ASSERT_EQ(mkfifo(list.c_str(), 0600), 0);
+    expectReply(loadPlaylistRequest(list, false), 48, 2);
+    ControlClient other;
+    ASSERT_TRUE(other.open());
+    EXPECT_EQ(ask(other, request(49, {Bytes{1}}), 1000), bareMessage(49, 2));
+    EXPECT_NE(service.waitFor("Couldn't open playlist\n", 10 * PlaylistReadMs), std::string::npos);
+    unlink(list.c_str());
+    load("clip-b.mp4\n");
+    expectInOrder({ClipB, "to PLAYING:"});
+    unlink(list.c_str());
+    ASSERT_EQ(mkfifo(list.c_str(), 0600), 0);
+    expectReply(loadPlaylistRequest(list, true), 48, 2);
+    usleep(200000);
+    const std::vector<pid_t> children = service.children();
+    EXPECT_EQ(children.size(), 2u) << "a player and a reader";
+    EXPECT_EQ(service.stop(SIGTERM, 1000), 0);
+    for (pid_t child : children)
+        EXPECT_NE(kill(child, 0), 0) << "a child outlived the service";
+}
+
+// A plug-in scan that never ends (a scanner that hangs stands for a plug-in whose init hangs):
+// the scanner the registry update started goes with it when the service stops.
+TEST_F(Service, AHungPluginScanLeavesNoProcessBehind) {
+    EXPECT_EQ(service.stop(SIGTERM), 0);
+    const std::string base = testing::TempDir() + "scan-" + std::to_string(getpid());
+    std::ofstream(base + ".sh") << "#!/bin/sh\necho $$ >" << base << ".pid\nexec sleep 60\n";
+    ASSERT_EQ(chmod((base + ".sh").c_str(), 0700), 0);
+    ServiceProcess hung;
+    ASSERT_TRUE(hung.start(
+        "/bin/sh", {"-c", "GST_REGISTRY_FORK=yes GST_REGISTRY=" + base +
+                              ".bin GST_PLUGIN_SCANNER=" + base + ".sh GST_PLUGIN_SCANNER_1_0=" +
+                              base + ".sh exec " VIDEOD_BINARY_DIR "/supervisor/videod"}));
+    pid_t scanner = 0;
+    for (int i = 0; i < 1000 && !(std::ifstream(base + ".pid") >> scanner); ++i)
+        usleep(10000);
+    ASSERT_GT(scanner, 0) << "no plug-in scan started";
+    EXPECT_EQ(hung.stop(SIGTERM, 1000), 0);
+    usleep(100000);
+    std::string stat, state; // the third field: Z once it has gone, if nobody reaps it
+    std::getline(std::ifstream("/proc/" + std::to_string(scanner) + "/stat"), stat);
+    std::istringstream(stat.substr(stat.rfind(')') + 1)) >> state;
+    EXPECT_TRUE(state.empty() || state == "Z") << "the scanner outlived the service: " << stat;
+    kill(scanner, SIGKILL);
+    for (const char* suffix : {".sh", ".pid", ".bin"})
+        unlink((base + suffix).c_str());
 }
 
 TEST_F(Service, AHungPlayerDiesWithAServiceKilledOutright) {
