@@ -2,6 +2,7 @@
 #include "supervisor/controller.h"
 
 #include "supervisor/playlist_load.h"
+#include "supervisor/plugin_registry.h"
 #include "sysman/clock.h"
 
 #include <algorithm>
@@ -97,6 +98,11 @@ static void stepIdle() {
     // At most one child: a player that lingers after its end is killed, and the next waits
     // until it has been reaped, as it waits for the registry update.
     const bool noChild = retirePlayer(controller.player);
+    // The loop comes back at once to watch the new child, as after a launch.
+    if (noChild && updateStaleRegistry(controller.player)) {
+        lowerControllerTimeout(0);
+        return;
+    }
     if (controller.request == PlaybackRequest::Stop || controller.loading)
         return;
     if (controller.playlist.empty()) {

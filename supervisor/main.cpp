@@ -1,7 +1,7 @@
 // Entry of the video service: signal regime, the single-threaded main loop, ordered shutdown.
-#include "player/player_process.h"
 #include "protocol/control_server.h"
 #include "supervisor/controller.h"
+#include "supervisor/plugin_registry.h"
 #include "supervisor/service_notify.h"
 #include "sysman/wait_set.h"
 
@@ -101,7 +101,8 @@ int main() {
     const bool notifying = openServiceNotify();
     notifyReady();
     // Once, before any player and outside every player's deadline; players then skip the scan.
-    (void)launchRegistryUpdate(controller.player, updatePluginRegistry);
+    choosePluginRegistry();
+    (void)launchRegistryUpdate(controller.player);
 
     while (!shutdownRequested) {
         waitSet.unblockSignal(SIGINT);
@@ -119,6 +120,8 @@ int main() {
     closeControlServer();
     shutdownController();
     closeServiceNotify();
+    destroyPlayerProcess(controller.player);
+    removeFallbackRegistry();
     waitSet.destroy();
     return 0;
 }

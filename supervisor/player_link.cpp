@@ -30,6 +30,7 @@ void initPlayerProcess(PlayerProcess& player) {
     player.reported = false;
     player.killed = false;
     player.registryChild = false;
+    player.registryStale = false;
     player.pid = 0;
     player.commandFd = -1;
     player.statusFd = -1;
@@ -169,14 +170,14 @@ bool launchPlayer(PlayerProcess& player, const std::string& path, const DisplayS
     return true;
 }
 
-bool launchRegistryUpdate(PlayerProcess& player, void (*entry)()) {
+bool launchRegistryUpdate(PlayerProcess& player) {
     if (player.pid != 0)
         return false;
     const pid_t pid = launchChild({});
     if (pid < 0)
         return false;
     if (pid == 0) {
-        entry();
+        registryEntry();
         _exit(1);
     }
     player.pid = pid;
@@ -266,9 +267,11 @@ void pollPlayer(PlayerProcess& player, sysman::WaitSet& waitSet) {
     if (player.statusFd >= 0)
         readReport(player);
 
-    if (player.pid != 0 && waitpid(player.pid, nullptr, WNOHANG) != 0) {
+    int ended = 0;
+    if (player.pid != 0 && waitpid(player.pid, &ended, WNOHANG) != 0) {
         // Ended, or no longer ours to wait for (ECHILD): either way there is no child now.
         forgetChild(player);
+        player.registryStale = WIFEXITED(ended) && WEXITSTATUS(ended) == ExitRegistryStale;
         return;
     }
     const uint32_t graceMs = player.registryChild ? RegistryUpdateMs : StopGraceMs;

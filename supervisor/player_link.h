@@ -30,6 +30,7 @@ struct PlayerProcess {
     bool reported;       // the current child has sent at least one report
     bool killed;         // sent SIGKILL; it lingers until it has gone and been reaped
     bool registryChild;  // the registry update, not a player; its stop grace is its deadline
+    bool registryStale;  // the last child reaped exited with ExitRegistryStale
     pid_t pid;           // 0 when there is no child
     int commandFd;       // write end of the command pipe; -1 when none
     int statusFd;        // read end of the status pipe; -1 when none
@@ -47,6 +48,8 @@ struct PlayerProcess {
 using PlayerEntry = void (*)(int commandFd, int statusFd, const char* path,
                              const DisplaySettings& display);
 extern PlayerEntry playerEntry;
+// What the registry update runs; the service points it at updatePluginRegistry.
+extern void (*registryEntry)();
 
 // The one way the service starts a child (player, registry update, playlist reader), like
 // fork: 0 in the child, its pid in the parent, -1 after "Process could not be created". The
@@ -67,9 +70,9 @@ void destroyPlayerProcess(PlayerProcess& player);
 // Starts a player for path; false when no process or pipe could be had, or while a previous
 // child has not been reaped (see retirePlayer).
 bool launchPlayer(PlayerProcess& player, const std::string& path, const DisplaySettings& display);
-// Starts the one-off child that runs entry to bring the plug-in registry up to date; false
-// when no process could be had or another child exists.
-bool launchRegistryUpdate(PlayerProcess& player, void (*entry)());
+// Starts the one-off child that runs registryEntry to bring the plug-in registry up to date;
+// false when no process could be had or another child exists.
+bool launchRegistryUpdate(PlayerProcess& player);
 // Kills a player that has not been reaped yet (it finished, closed its pipe or was killed) and
 // lets the registry update run on; true once no child is left, so that another may start.
 bool retirePlayer(PlayerProcess& player);

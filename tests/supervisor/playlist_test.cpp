@@ -64,6 +64,7 @@ TEST(Playlist, LoadTakesTheSafeLinesWithTheFilesDirectory) {
     ASSERT_EQ(controller.playlist.size(), MaxPlaylistEntries);
     EXPECT_EQ(controller.playlist.back(), dir + "/v99");
     EXPECT_EQ(load(dir + "/none"), "Couldn't open playlist\n");
+    EXPECT_EQ(load("/dev/zero"), "Couldn't open playlist\n");
 
     // Neither a FIFO whose open never returns nor a huge file without a line feed holds the
     // loop up; the reader that hangs is killed at its deadline.

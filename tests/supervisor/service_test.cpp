@@ -87,22 +87,30 @@ TEST_F(Service, RefusalsAndStopSignalWhileIdle) {
     EXPECT_EQ(service.text(), "Could not load any videos \nCouldn't open playlist\n"
                               "Could not load any videos \n");
 
-    // Started on a terminal whose output is then suspended, with 1 and 2 closed, and no plug-in
-    // registry: the registry is written at start, the standard descriptors are /dev/null (not
-    // the socket), and a stop signal still ends the service.
+    // Started on a terminal whose output is then suspended, with 1 and 2 closed, and no home
+    // for a plug-in registry: one is written in a private folder removed at exit, the standard
+    // descriptors are /dev/null (not the socket), and a stop signal still ends the service.
     const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
     ASSERT_TRUE(terminal >= 0 && grantpt(terminal) == 0 && unlockpt(terminal) == 0);
-    const std::string registry = "/tmp/videod-registry-" + std::to_string(getpid());
+    const std::string temporary = testing::TempDir() + "videod-tmp-" + std::to_string(getpid());
+    ASSERT_EQ(mkdir(temporary.c_str(), 0700), 0);
     ServiceProcess bare;
-    ASSERT_TRUE(bare.start("/bin/sh", {"-c", "GST_REGISTRY=" + registry +
-                                                 " GST_PLUGIN_SYSTEM_PATH=/nonexistent"
-                                                 " GST_PLUGIN_SYSTEM_PATH_1_0=/nonexistent exec " +
-                                                 VIDEOD_BINARY_DIR "/supervisor/videod 0<>" +
-                                                 std::string(ptsname(terminal)) + " >&- 2>&-"}));
+    ASSERT_TRUE(
+        bare.start("/bin/sh", {"-c", "unset GST_REGISTRY HOME XDG_CACHE_HOME; TMPDIR=" + temporary +
+                                         " GST_PLUGIN_SYSTEM_PATH=/nonexistent"
+                                         " GST_PLUGIN_SYSTEM_PATH_1_0=/nonexistent exec " +
+                                         VIDEOD_BINARY_DIR "/supervisor/videod 0<>" +
+                                         std::string(ptsname(terminal)) + " >&- 2>&-"}));
     ASSERT_TRUE(bare.waitUntilListening());
-    for (int i = 0; i < 6000 && access(registry.c_str(), F_OK) != 0; ++i)
+    const auto written = [&] {
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(temporary))
+            if (entry.path().filename() == "registry.bin")
+                return true;
+        return false;
+    };
+    for (int i = 0; i < 6000 && !written(); ++i)
         usleep(10000);
-    EXPECT_EQ(unlink(registry.c_str()), 0) << "no registry written";
+    EXPECT_TRUE(written()) << "no registry written";
     for (const char* fd : {"1", "2"})
         EXPECT_EQ(
             std::filesystem::read_symlink("/proc/" + std::to_string(bare.pid()) + "/fd/" + fd),
@@ -110,6 +118,7 @@ TEST_F(Service, RefusalsAndStopSignalWhileIdle) {
     const int stopped = open(ptsname(terminal), O_RDWR | O_NOCTTY);
     ASSERT_EQ(tcflow(stopped, TCOOFF), 0);
     EXPECT_EQ(bare.stop(SIGTERM), 0) << "the stop waits for the terminal";
+    EXPECT_EQ(rmdir(temporary.c_str()), 0) << "the private registry was left behind";
     close(stopped);
     close(terminal);
 }
@@ -274,6 +283,36 @@ TEST_F(Service, AHungPluginScanLeavesNoProcessBehind) {
     kill(scanner, SIGKILL);
     for (const char* suffix : {".sh", ".pid", ".bin"})
         unlink((base + suffix).c_str());
+}
+
+// Another GStreamer program rewrites the service's registry without the stand-ins: the next
+// player cannot create its elements, the service updates the registry and plays again.
+TEST_F(Service, ARegistryRewrittenByAnotherProgramIsUpdatedAgain) {
+    EXPECT_EQ(service.stop(SIGTERM), 0);
+    const std::string registry = testing::TempDir() + "registry-" + std::to_string(getpid());
+    std::filesystem::copy_file(getenv("GST_REGISTRY"), registry);
+    ServiceProcess own;
+    ASSERT_TRUE(own.start("/bin/sh", {"-c", "GST_REGISTRY=" + registry +
+                                                " exec " VIDEOD_BINARY_DIR "/supervisor/videod"}));
+    ASSERT_TRUE(own.waitUntilListening() && client.open());
+    std::ofstream(list) << "clip-a.mp4\nclip-b.mp4\n";
+    EXPECT_EQ(ask(client, loadPlaylistRequest(list, false)), bareMessage(48, 2));
+    EXPECT_EQ(ask(client, request(49, {Bytes{1}})), bareMessage(49, 2));
+    size_t at = own.waitFor("to PLAYING:", PlayTimeoutMs);
+    const auto inspect =
+        runProgram("/bin/sh", {"-c", "for tool in gst-inspect-1.0 gst-inspect-0.10;"
+                                     " do command -v $tool >/dev/null && exec env"
+                                     " -u GST_PLUGIN_PATH GST_REGISTRY=" +
+                                         registry + " $tool >/dev/null; done"});
+    ASSERT_EQ(inspect.first, 0) << "no gst-inspect: " << inspect.second;
+    for (const std::string& text :
+         {"Pipeline elements could not be created." + std::string(),
+          "Plug-in registry " + registry + " lacks", "to PLAYING:" + std::string()})
+        EXPECT_NE(at = own.waitFor(text, 3 * PlayTimeoutMs, at), std::string::npos)
+            << text << " missing in\n"
+            << own.text();
+    EXPECT_EQ(own.stop(SIGTERM), 0);
+    unlink(registry.c_str());
 }
 
 TEST_F(Service, AHungPlayerDiesWithAServiceKilledOutright) {
