@@ -27,6 +27,15 @@ TEST_F(VideoctlService, AcceptedCommandsSayOkAndBadInputIsRefusedBeforeSending) 
     EXPECT_EQ(runProgram(Videoctl, {"load", list, "--stop"}), said(0, "ok\n"));
     EXPECT_EQ(runProgram(Videoctl, {"pause"}), said(0, "ok\n"));
     EXPECT_EQ(runProgram(Videoctl, {"--raw", "next"}), said(0, "B1 FB 08 00 32 02 00 00\nok\n"));
+    // A service that does not run its loop: more clients than its listen queue holds each give
+    // up after a second, whether queued or not.
+    ASSERT_EQ(kill(service.pid(), SIGSTOP), 0);
+    const std::string client = "out=$(timeout 10 " + Videoctl + " play 2>&1); echo \"$out $?\"";
+    const auto waited =
+        runProgram("/bin/sh", {"-c", "for i in 1 2 3 4 5; do (" + client + ") & done; wait"});
+    const std::string line = "videoctl: no reply from the video service within a second 3\n";
+    EXPECT_EQ(waited.second, line + line + line + line + line);
+    ASSERT_EQ(kill(service.pid(), SIGCONT), 0);
     EXPECT_EQ(service.stop(SIGTERM), 0);
     EXPECT_EQ(runProgram(Videoctl, {"play"}),
               said(3, "videoctl: cannot reach the video service: is the service running?\n"));
