@@ -25,6 +25,8 @@ void initController(sysman::WaitSet* waitSet) {
     controller.display = DisplaySettings{};
     controller.playlist.clear();
     controller.index = 0;
+    controller.launchedPath.clear();
+    controller.launchedNumber = controller.launchedTotal = 0;
     resetBackoff();
 }
 
@@ -85,6 +87,9 @@ static void launchNext() {
             lowerControllerTimeout(0);
             return;
         }
+        controller.launchedPath = path;
+        controller.launchedNumber = controller.index + 1;
+        controller.launchedTotal = size;
         advanceIndex();
         controller.requestPending = true; // the new child gets the request next step
         controller.phase = ControllerPhase::Running;
@@ -228,39 +233,41 @@ void shutdownController() {
     controller.playlist.clear();
 }
 
-static std::string entryText(const char* doing, size_t entry) {
-    return std::string(doing) + " video " + std::to_string(entry + 1) + " of " +
-           std::to_string(controller.playlist.size()) + ": " + controller.playlist[entry];
+static std::string entryText(const char* doing, size_t number, size_t total,
+                             const std::string& path) {
+    return std::string(doing) + " video " + std::to_string(number) + " of " +
+           std::to_string(total) + ": " + path;
+}
+
+// What the child launched last is doing.
+static std::string childStatus() {
+    const char* doing = "Starting";
+    if (controller.phase == ControllerPhase::Stopping)
+        doing = "Stopping";
+    else if (playerStatus(controller.player) == PlayerStatus::Playing)
+        doing = "Playing";
+    else if (playerStatus(controller.player) == PlayerStatus::Paused)
+        doing = "Paused";
+    return entryText(doing, controller.launchedNumber, controller.launchedTotal,
+                     controller.launchedPath);
 }
 
 std::string controllerStatus() {
     const size_t total = controller.playlist.size();
     if (controller.player.registryChild && controller.player.pid != 0)
         return "Updating the plug-in registry";
+    if (controller.phase == ControllerPhase::Running ||
+        controller.phase == ControllerPhase::Stopping)
+        return childStatus();
     if (controller.loading)
         return "Reading the playlist";
     if (total == 0)
         return "No playlist";
     if (controller.phase == ControllerPhase::Failed)
         return "Failed: no video of the playlist can be started";
-    if (controller.phase == ControllerPhase::Idle) {
-        if (controller.backingOff)
-            return "Waiting " + std::to_string(controller.backoffMs / 1000) +
-                   " s: no video of the last round played";
-        return entryText(controller.request == PlaybackRequest::Stop ? "Stopped before"
-                                                                     : "Starting",
-                         controller.index);
-    }
-    // The index is already past the entry that plays.
-    const size_t current = (controller.index + total - 1) % total;
-    if (controller.phase == ControllerPhase::Stopping)
-        return entryText("Stopping", current);
-    switch (playerStatus(controller.player)) {
-    case PlayerStatus::Playing:
-        return entryText("Playing", current);
-    case PlayerStatus::Paused:
-        return entryText("Paused", current);
-    default:
-        return entryText("Starting", current);
-    }
+    if (controller.backingOff)
+        return "Waiting " + std::to_string(controller.backoffMs / 1000) +
+               " s: no video of the last round played";
+    return entryText(controller.request == PlaybackRequest::Stop ? "Stopped before" : "Starting",
+                     controller.index + 1, total, controller.playlist[controller.index]);
 }

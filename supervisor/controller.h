@@ -42,6 +42,10 @@ struct PlaybackController {
     uint32_t backoffMs; // the current wait between rounds; 0 when none has been needed
     uint32_t backoffStart;
     bool backingOff; // waiting for backoffMs since backoffStart before the next launch
+    // The entry of the child launched last, as it was then: a new playlist may come meanwhile.
+    std::string launchedPath;
+    size_t launchedNumber; // from 1
+    size_t launchedTotal;
     PlayerProcess player;
 };
 

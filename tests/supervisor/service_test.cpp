@@ -336,13 +336,7 @@ TEST_F(Service, AHungPlayerDiesWithAServiceKilledOutright) {
 class NotifiedService : public Service {
   protected:
     void SetUp() override {
-        path = testing::TempDir() + "notify-" + std::to_string(getpid());
-        struct sockaddr_un address {};
-        address.sun_family = AF_UNIX;
-        path.copy(address.sun_path, sizeof address.sun_path - 1);
-        unlink(path.c_str());
-        notify = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        ASSERT_EQ(bind(notify, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        ASSERT_TRUE(bindNotify());
         setenv("NOTIFY_SOCKET", path.c_str(), 1);
         Service::SetUp();
         unsetenv("NOTIFY_SOCKET");
@@ -350,6 +344,14 @@ class NotifiedService : public Service {
     void TearDown() override {
         close(notify);
         unlink(path.c_str());
+    }
+    bool bindNotify() {
+        struct sockaddr_un address {};
+        address.sun_family = AF_UNIX;
+        path.copy(address.sun_path, sizeof address.sun_path - 1);
+        unlink(path.c_str());
+        notify = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        return bind(notify, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
     }
     // The next datagram; empty after ten times a clip's start.
     std::string next() {
@@ -360,7 +362,7 @@ class NotifiedService : public Service {
         return std::string(text, got > 0 ? size_t(got) : 0);
     }
 
-    std::string path;
+    std::string path = testing::TempDir() + "notify-" + std::to_string(getpid());
     int notify = -1;
 };
 
@@ -385,6 +387,20 @@ TEST_F(NotifiedService, SaysReadyThenWhatItPlays) {
     EXPECT_EQ(seen, wanted);
     for (size_t i = 1; i < said.size(); ++i)
         EXPECT_NE(said[i], said[i - 1]) << "sent twice";
+
+    // A new playlist while the clip plays: it is still the one named until the next starts.
+    load("missing.mp4\n");
+    std::string line;
+    while ((line = next()).find("missing") == std::string::npos && !line.empty())
+        EXPECT_NE(line.find("clip-b.mp4"), std::string::npos) << line;
+    EXPECT_EQ(line, "STATUS=Starting video 1 of 1: " + clips + "missing.mp4");
+    // A status that could not be sent goes at the next pass once systemd listens again.
+    close(notify);
+    expectReply(request(49, {Bytes{0}}), 49, 2);
+    usleep(500000);
+    ASSERT_TRUE(bindNotify());
+    EXPECT_FALSE(ask(client, request(16, {})).empty());
+    EXPECT_EQ(next().rfind("STATUS=Stop", 0), 0u);
 }
 
 } // namespace
