@@ -20,7 +20,8 @@ volatile sig_atomic_t shutdownRequested = 0;
 // It must never hold up the stop: a terminal whose output is suspended or a full pipe would
 // block a plain write, and O_NONBLOCK set on descriptor 0 would change it for every process
 // sharing it. So such a file gets a non-blocking descriptor of its own, a socket a send that
-// does not wait; a regular file never blocks.
+// does not wait; a regular file never blocks. Where the file cannot be opened again (another
+// user's terminal), descriptor 0 is made non-blocking for this one write only.
 void sayStopping() {
     static const char text[] = "Video sigint\n";
     struct stat info;
@@ -36,6 +37,9 @@ void sayStopping() {
         if (fd >= 0) {
             (void)!write(fd, text, sizeof text - 1);
             (void)close(fd);
+        } else if (fcntl(0, F_SETFL, access | O_NONBLOCK) == 0) {
+            (void)!write(0, text, sizeof text - 1);
+            (void)fcntl(0, F_SETFL, access);
         }
     }
 }

@@ -87,19 +87,21 @@ TEST_F(Service, RefusalsAndStopSignalWhileIdle) {
     EXPECT_EQ(service.text(), "Could not load any videos \nCouldn't open playlist\n"
                               "Could not load any videos \n");
 
-    // Started on a terminal whose output is then suspended, with 1 and 2 closed, and no home
-    // for a plug-in registry: one is written in a private folder removed at exit, the standard
-    // descriptors are /dev/null (not the socket), and a stop signal still ends the service.
+    // Started by another user on root's terminal, whose output is then suspended, with 1 and 2
+    // closed, and no home for a plug-in registry: one is written in a private folder removed at
+    // exit, the standard descriptors are /dev/null (not the socket), and a stop signal still
+    // ends the service.
     const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
     ASSERT_TRUE(terminal >= 0 && grantpt(terminal) == 0 && unlockpt(terminal) == 0);
     const std::string temporary = testing::TempDir() + "videod-tmp-" + std::to_string(getpid());
-    ASSERT_EQ(mkdir(temporary.c_str(), 0700), 0);
+    ASSERT_EQ(mkdir(temporary.c_str(), 0700) | chmod(temporary.c_str(), 0777), 0);
+    const std::string asNobody = "setpriv --reuid=nobody --regid=nogroup --clear-groups ";
     ServiceProcess bare;
     ASSERT_TRUE(
         bare.start("/bin/sh", {"-c", "unset GST_REGISTRY HOME XDG_CACHE_HOME; TMPDIR=" + temporary +
                                          " GST_PLUGIN_SYSTEM_PATH=/nonexistent"
                                          " GST_PLUGIN_SYSTEM_PATH_1_0=/nonexistent exec " +
-                                         VIDEOD_BINARY_DIR "/supervisor/videod 0<>" +
+                                         asNobody + VIDEOD_BINARY_DIR "/supervisor/videod 0<>" +
                                          std::string(ptsname(terminal)) + " >&- 2>&-"}));
     ASSERT_TRUE(bare.waitUntilListening());
     const auto written = [&] {
@@ -119,6 +121,18 @@ TEST_F(Service, RefusalsAndStopSignalWhileIdle) {
     ASSERT_EQ(tcflow(stopped, TCOOFF), 0);
     EXPECT_EQ(bare.stop(SIGTERM), 0) << "the stop waits for the terminal";
     EXPECT_EQ(rmdir(temporary.c_str()), 0) << "the private registry was left behind";
+    // Run by another user while the output flows, the line comes all the same.
+    ASSERT_EQ(tcflow(stopped, TCOON), 0);
+    ServiceProcess user;
+    ASSERT_TRUE(user.start("/bin/sh",
+                           {"-c", "exec " + asNobody + VIDEOD_BINARY_DIR "/supervisor/videod 0<>" +
+                                      ptsname(terminal)}));
+    ASSERT_TRUE(user.waitUntilListening());
+    EXPECT_EQ(user.stop(SIGTERM), 0);
+    struct pollfd said = {terminal, POLLIN, 0};
+    char text[64] = {};
+    EXPECT_TRUE(poll(&said, 1, 10000) == 1 && read(terminal, text, sizeof text - 1) > 0);
+    EXPECT_STREQ(text, "Video sigint\r\n");
     close(stopped);
     close(terminal);
 }
