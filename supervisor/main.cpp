@@ -7,7 +7,9 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <fcntl.h>
+#include <string>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -81,9 +83,33 @@ void openMissingStandardDescriptors() {
             (void)open("/dev/null", O_RDWR);
 }
 
+// The service takes no options; these two answer and end before anything starts. The exit
+// status for anything else, or -1 to start the service.
+int answerCommandLine(int argc, char** argv) {
+    const std::string option = argc > 1 ? argv[1] : "";
+    if (argc == 2 && option == "--help") {
+        fputs("Usage: videod [--help | --version]\n"
+              "Video playback service, controlled over its local socket with videoctl(1).\n"
+              "It takes no options and no configuration; see videod(8).\n",
+              stdout);
+        return 0;
+    }
+    if (argc == 2 && option == "--version") {
+        printf("videod %s\n", VIDEOD_VERSION);
+        return 0;
+    }
+    if (argc == 1)
+        return -1;
+    fputs("Usage: videod [--help | --version]\n", stderr);
+    return 2;
+}
+
 } // namespace
 
-int main() {
+int main(int argc, char** argv) {
+    const int answered = answerCommandLine(argc, argv);
+    if (answered >= 0)
+        return answered;
     openMissingStandardDescriptors();
     sysman::WaitSet waitSet;
     waitSet.init();

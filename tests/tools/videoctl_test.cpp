@@ -21,6 +21,11 @@ TEST_F(VideoctlService, AcceptedCommandsSayOkAndBadInputIsRefusedBeforeSending) 
     EXPECT_EQ(runProgram(Videoctl, {"identify"}),
               said(0, "video service 1.0.0, capabilities: single_video\n"));
     EXPECT_EQ(runProgram(Videoctl, {"--version"}), said(0, "videoctl 1.0.0\n"));
+    // The service answers these without starting a second instance.
+    const std::string videod = VIDEOD_BINARY_DIR "/supervisor/videod";
+    EXPECT_EQ(runProgram(videod, {"--version"}), said(0, "videod 1.0.0\n"));
+    EXPECT_EQ(runProgram(videod, {"--help"}).first, 0);
+    EXPECT_EQ(runProgram(videod, {"-h"}), said(2, "Usage: videod [--help | --version]\n"));
     const std::string list = testing::TempDir() + "videoctl-list.txt";
     std::ofstream(list) << "none.mp4\n";
     EXPECT_EQ(runProgram(Videoctl, {"display", "640", "480", "8", "16", "90"}), said(0, "ok\n"));
@@ -48,6 +53,9 @@ TEST(Demo, PlaysUntilInterruptedAndExitsZero) {
     testsupport::ServiceProcess demo;
     ASSERT_TRUE(demo.start(VIDEOD_SOURCE_DIR "/scripts/demo", {VIDEOD_BINARY_DIR}));
     EXPECT_NE(demo.waitFor("from PAUSED to PLAYING:", 20000), std::string::npos) << demo.text();
+    EXPECT_EQ(runProgram(VIDEOD_SOURCE_DIR "/scripts/demo", {VIDEOD_BINARY_DIR}),
+              std::make_pair(1, std::string("videod is already running (another demo?): this "
+                                            "demo leaves it alone.\n")));
     EXPECT_EQ(demo.stop(SIGINT), 0) << demo.text();
     EXPECT_EQ(demo.text(testsupport::ServiceProcess::Input), "Video sigint\n");
 }
