@@ -1,10 +1,9 @@
 // Playlist loader on real files through its reader child: line rules, the path check, the
-// directory prefix, the entry limit, and files that cannot be read or never open.
+// directory prefix, the entry limit, and files that cannot be read.
 #include "scripted_player.h"
 #include "supervisor/controller.h"
 #include "supervisor/playlist.h"
 #include "supervisor/playlist_load.h"
-#include "sysman/clock.h"
 
 #include <gtest/gtest.h>
 
@@ -22,9 +21,8 @@ std::string load(const std::string& path) {
     initController(&waitSet);
     testing::internal::CaptureStderr();
     EXPECT_TRUE(loadPlaylist(path.c_str(), false));
-    for (uint32_t start = sysman::nowMs(); controller.loading;) {
+    while (controller.loading) {
         pollPlaylistLoad(waitSet);
-        EXPECT_LT(sysman::elapsedMs(start), 10 * PlaylistReadMs) << "hung";
         waitSet.wait();
     }
     return testing::internal::GetCapturedStderr();
@@ -66,12 +64,7 @@ TEST(Playlist, LoadTakesTheSafeLinesWithTheFilesDirectory) {
     EXPECT_EQ(load(dir + "/none"), "Couldn't open playlist\n");
     EXPECT_EQ(load("/dev/zero"), "Couldn't open playlist\n");
 
-    // Neither a FIFO whose open never returns nor a huge file without a line feed holds the
-    // loop up; the reader that hangs is killed at its deadline.
-    ASSERT_EQ(mkfifo((dir + "/fifo").c_str(), 0600), 0);
-    const uint32_t start = sysman::nowMs();
-    EXPECT_EQ(load(dir + "/fifo"), "Couldn't open playlist\n");
-    EXPECT_GT(sysman::elapsedMs(start), PlaylistReadMs);
+    // A huge file without a line feed is read no further than the limit.
     std::ofstream(dir + "/big").close();
     ASSERT_EQ(truncate((dir + "/big").c_str(), 64 << 20), 0);
     EXPECT_EQ(load(dir + "/big"), "");

@@ -36,10 +36,9 @@ TEST_F(VideoctlService, AcceptedCommandsSayOkAndBadInputIsRefusedBeforeSending) 
     // up after a second, whether queued or not.
     ASSERT_EQ(kill(service.pid(), SIGSTOP), 0);
     const std::string client = "out=$(timeout 10 " + Videoctl + " play 2>&1); echo \"$out $?\"";
-    const auto waited =
-        runProgram("/bin/sh", {"-c", "for i in 1 2 3 4 5; do (" + client + ") & done; wait"});
-    const std::string line = "videoctl: no reply from the video service within a second 3\n";
-    EXPECT_EQ(waited.second, line + line + line + line + line);
+    EXPECT_EQ(
+        runProgram("/bin/sh", {"-c", "for i in 1 2 3 4 5; do (" + client + ") & done | uniq -c"}),
+        said(0, "      5 videoctl: no reply from the video service within a second 3\n"));
     ASSERT_EQ(kill(service.pid(), SIGCONT), 0);
     EXPECT_EQ(service.stop(SIGTERM), 0);
     EXPECT_EQ(runProgram(Videoctl, {"play"}),
