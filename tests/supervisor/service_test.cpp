@@ -10,12 +10,10 @@
 #include <fstream>
 #include <poll.h>
 #include <set>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -270,7 +268,6 @@ TEST_F(Service, APlaylistThatNeverOpensHoldsNothingUp) {
 // the scanner the registry update started goes with it when the service stops.
 TEST_F(Service, AHungPluginScanLeavesNoProcessBehind) {
     EXPECT_EQ(service.stop(SIGTERM), 0);
-    ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0); // orphans become the test's children
     const std::string base = testing::TempDir() + "scan-" + std::to_string(getpid());
     std::ofstream(base + ".sh") << "#!/bin/sh\necho $$ >" << base << ".pid\nexec sleep 60\n";
     ASSERT_EQ(chmod((base + ".sh").c_str(), 0700), 0);
@@ -283,12 +280,14 @@ TEST_F(Service, AHungPluginScanLeavesNoProcessBehind) {
     for (int i = 0; i < 1000 && !(std::ifstream(base + ".pid") >> scanner); ++i)
         usleep(10000);
     ASSERT_GT(scanner, 0) << "no plug-in scan started";
+    const int scan = static_cast<int>(syscall(SYS_pidfd_open, scanner, 0)); // readable at its end
+    ASSERT_GE(scan, 0);
     EXPECT_EQ(hung.stop(SIGTERM, 1000), 0);
-    usleep(100000);
-    const pid_t reaped = waitpid(scanner, nullptr, WNOHANG);
-    EXPECT_EQ(reaped, scanner) << "the scanner outlived the service";
-    if (reaped == 0)
+    struct pollfd exited = {scan, POLLIN, 0};
+    EXPECT_EQ(poll(&exited, 1, 1000), 1) << "the scanner outlived the service";
+    if (exited.revents == 0)
         kill(scanner, SIGKILL);
+    close(scan);
     for (const char* suffix : {".sh", ".pid", ".bin"})
         unlink((base + suffix).c_str());
 }
