@@ -150,6 +150,7 @@ int main(int argc, char** argv) {
     closeControlServer();
     shutdownController();
     closeServiceNotify();
+    // A registry update still running could write into the private registry folder.
     destroyPlayerProcess(controller.player);
     removeFallbackRegistry();
     waitSet.destroy();

@@ -1,6 +1,6 @@
 // The supervisor's handle on its one child: a player forked with two pipes, one-byte commands
 // and reports, the forced kill of one that outlives its stop grace period, reaping without
-// ever blocking; or the one-off plug-in registry update at start-up.
+// ever blocking; or the one-off plug-in registry update. Also the one launch path of every child.
 // Called only from the supervisor's loop thread (controller, playlist loader, process exit).
 #pragma once
 
