@@ -1,6 +1,5 @@
 // Playlist loader on real files through its reader child: line rules, the path check, the
 // directory prefix, the entry limit, and files that cannot be read.
-#include "scripted_player.h"
 #include "supervisor/controller.h"
 #include "supervisor/playlist.h"
 #include "supervisor/playlist_load.h"
@@ -29,7 +28,6 @@ std::string load(const std::string& path) {
 }
 
 TEST(Playlist, LoadTakesTheSafeLinesWithTheFilesDirectory) {
-    useScriptedPlayers();
     char pattern[] = "/tmp/playlistXXXXXX";
     const std::string dir = mkdtemp(pattern);
     std::string hundredAndOne;
