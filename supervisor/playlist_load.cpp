@@ -34,10 +34,10 @@ PlaylistLoad load;
 
 // Ends the current load's reader, which is killed unless it sent the whole file; it is reaped
 // once it has gone.
-void dropReader(bool kill) {
+void dropReader(bool running) {
     (void)close(load.fd);
     load.fd = -1;
-    if (kill)
+    if (running)
         killChildGroup(load.pid);
     load.lingering.push_back(load.pid);
     load.pid = 0;
@@ -52,12 +52,10 @@ void finishLoad(bool read) {
         fputs("Couldn't open playlist\n", stderr);
         return;
     }
-    load.received.pop_back();
-    for (size_t start = 0; start < load.received.size();) {
-        const size_t end = load.received.find('\n', start);
-        controller.playlist.push_back(load.prefix + load.received.substr(start, end - start));
-        start = end + 1;
-    }
+    const std::string& lines = load.received;
+    for (size_t start = 0, end; (end = lines.find('\n', start)) != std::string::npos;
+         start = end + 1)
+        controller.playlist.push_back(load.prefix + lines.substr(start, end - start));
     if (load.stopCurrent)
         sendStop(controller.player);
 }
