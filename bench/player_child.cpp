@@ -38,14 +38,8 @@ bool PlayerChild::start(const std::string& path, const DisplaySettings& display)
     fflush(nullptr);
     child = fork();
     if (child == 0) {
-        // As the supervisor's child: its own pipe ends, the supervisor's mask.
+        // As the supervisor's child: its own pipe ends, the default signal regime.
         dup2(open(logFile.c_str(), O_WRONLY | O_APPEND), 2);
-        sigset_t mask;
-        sigemptyset(&mask);
-        for (int signal : {SIGINT, SIGTERM, SIGCHLD})
-            sigaddset(&mask, signal);
-        sigprocmask(SIG_SETMASK, &mask, nullptr);
-        signal(SIGPIPE, SIG_IGN);
         gst_registry_fork_set_enabled(FALSE);
         runPlayerProcess(command[0], status[1], path.c_str(), display);
     }

@@ -57,6 +57,8 @@ std::string fileUri(const std::string& path) {
 
 } // namespace
 
+std::atomic<bool> MediaPipeline::elementsMissing{false};
+
 int MediaPipeline::create() {
     mainLoop = g_main_loop_new(nullptr, FALSE);
     pipeline = gst_pipeline_new(nullptr);
@@ -80,6 +82,7 @@ int MediaPipeline::create() {
         g_object_unref(discoverer);
     discoverer = nullptr;
     fprintf(playerLog(), "Pipeline elements could not be created.");
+    elementsMissing = true;
     return -1;
 }
 

@@ -30,6 +30,9 @@ class MediaPipeline {
 
     // Worker entry: argument is the MediaPipeline. Returns 1, or -1 when the graph failed.
     static int32_t run(void* argument);
+    // Set by create when an element could not be made: the plug-in registry lacks it. One
+    // pipeline per process, so the flag is the process's.
+    static std::atomic<bool> elementsMissing;
 
     // Owned by the pipeline once linked; pipeline and mainLoop are guarded by lock
     // against their release while the main thread uses them.

@@ -2,6 +2,7 @@
 // bytes into Player operations and status changes into report bytes.
 #include "player/player_process.h"
 
+#include "player/media_pipeline.h"
 #include "player/player.h"
 #include "player/player_log.h"
 #include "sysman/wait_set.h"
@@ -33,12 +34,6 @@ void installStopHandler() {
     action.sa_flags = 0;
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
-    // The supervisor keeps both blocked outside its wait, and a fork inherits that mask.
-    sigset_t stops;
-    sigemptyset(&stops);
-    sigaddset(&stops, SIGINT);
-    sigaddset(&stops, SIGTERM);
-    sigprocmask(SIG_UNBLOCK, &stops, nullptr);
 }
 
 void reportChange(Player& player, PlayerStatus& lastReported, int statusFd) {
@@ -145,6 +140,12 @@ void runPlayerProcess(int commandFd, int statusFd, const char* path,
     waitSet.lowerTimeout(0);
     for (;;) {
         waitSet.wait();
+        // Nothing can play before the registry is brought up to date, which the supervisor
+        // does when a player exits so; an exit before the end of the status pipe tells it.
+        if (MediaPipeline::elementsMissing) {
+            (void)fflush(nullptr);
+            _exit(ExitRegistryStale);
+        }
         Pass pass = handleCommand(*player, commandFd);
         // After a failure "f" is the next report: the worker still releases GStreamer
         // before gst_deinit, but its status changes are not reported.
@@ -165,6 +166,9 @@ void runPlayerProcess(int commandFd, int statusFd, const char* path,
 
 void updatePluginRegistry() {
     gst_init(nullptr, nullptr);
+    // GStreamer goes on without a registry it could not write, and so would every player.
+    const char* registry = getenv("GST_REGISTRY");
+    const bool written = registry == nullptr || access(registry, F_OK) == 0;
     gst_deinit();
-    exit(0);
+    exit(written ? 0 : ExitRegistryStale);
 }

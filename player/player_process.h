@@ -9,6 +9,7 @@
 [[noreturn]] void runPlayerProcess(int commandFd, int statusFd, const char* path,
                                    const DisplaySettings& display);
 
-// Entry of the supervisor's one-off child at start-up: brings GStreamer's plug-in registry up
-// to date, so that players need not scan plug-ins, and exits.
+// Entry of the supervisor's one-off registry update: brings GStreamer's plug-in registry up to
+// date, so that players need not scan plug-ins, and exits; with ExitRegistryStale when the
+// registry file named in GST_REGISTRY is not there afterwards.
 [[noreturn]] void updatePluginRegistry();

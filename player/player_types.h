@@ -25,6 +25,10 @@ constexpr char ReportPlaying = 'g';
 constexpr char ReportEnded = 'e';
 constexpr char ReportFinished = 'f';
 
+// Exit status of a player that found an element missing from the plug-in registry, and of a
+// registry update that could not write it: either way the registry must be brought up to date.
+constexpr int ExitRegistryStale = 3;
+
 struct DisplaySettings {
     int32_t width = 100;
     int32_t height = 100;

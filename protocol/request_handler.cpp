@@ -3,7 +3,7 @@
 
 #include "protocol/control_server.h"
 #include "supervisor/controller.h"
-#include "supervisor/playlist.h"
+#include "supervisor/playlist_load.h"
 #include "sysman/utf8_string.h"
 
 #include <vector>

@@ -1,6 +1,8 @@
 // Playback controller: launch loop over the circular playlist, requests, and the phase machine.
 #include "supervisor/controller.h"
 
+#include "supervisor/playlist_load.h"
+#include "supervisor/plugin_registry.h"
 #include "sysman/clock.h"
 
 #include <algorithm>
@@ -19,9 +21,12 @@ void initController(sysman::WaitSet* waitSet) {
     controller.request = PlaybackRequest::Pause;
     controller.requestPending = false;
     controller.loadFailed = false;
+    controller.loading = false;
     controller.display = DisplaySettings{};
     controller.playlist.clear();
     controller.index = 0;
+    controller.launchedPath.clear();
+    controller.launchedNumber = controller.launchedTotal = 0;
     resetBackoff();
 }
 
@@ -82,6 +87,9 @@ static void launchNext() {
             lowerControllerTimeout(0);
             return;
         }
+        controller.launchedPath = path;
+        controller.launchedNumber = controller.index + 1;
+        controller.launchedTotal = size;
         advanceIndex();
         controller.requestPending = true; // the new child gets the request next step
         controller.phase = ControllerPhase::Running;
@@ -95,7 +103,12 @@ static void stepIdle() {
     // At most one child: a player that lingers after its end is killed, and the next waits
     // until it has been reaped, as it waits for the registry update.
     const bool noChild = retirePlayer(controller.player);
-    if (controller.request == PlaybackRequest::Stop)
+    // The loop comes back at once to watch the new child, as after a launch.
+    if (noChild && updateStaleRegistry(controller.player)) {
+        lowerControllerTimeout(0);
+        return;
+    }
+    if (controller.request == PlaybackRequest::Stop || controller.loading)
         return;
     if (controller.playlist.empty()) {
         fail();
@@ -177,6 +190,7 @@ static void skipCurrent() {
 
 void stepController() {
     pollPlayer(controller.player, *controller.waitSet);
+    pollPlaylistLoad(*controller.waitSet);
     // A child hung before its first report is skipped as a client's Next would skip it.
     if (controller.phase == ControllerPhase::Running && startOverdue(controller.player))
         skipCurrent();
@@ -215,40 +229,45 @@ void setDisplay(int32_t width, int32_t height, int32_t left, int32_t top, int32_
 
 void shutdownController() {
     sendStop(controller.player);
+    stopPlaylistLoad();
     controller.playlist.clear();
 }
 
-static std::string entryText(const char* doing, size_t entry) {
-    return std::string(doing) + " video " + std::to_string(entry + 1) + " of " +
-           std::to_string(controller.playlist.size()) + ": " + controller.playlist[entry];
+static std::string entryText(const char* doing, size_t number, size_t total,
+                             const std::string& path) {
+    return std::string(doing) + " video " + std::to_string(number) + " of " +
+           std::to_string(total) + ": " + path;
+}
+
+// What the child launched last is doing.
+static std::string childStatus() {
+    const char* doing = "Starting";
+    if (controller.phase == ControllerPhase::Stopping)
+        doing = "Stopping";
+    else if (playerStatus(controller.player) == PlayerStatus::Playing)
+        doing = "Playing";
+    else if (playerStatus(controller.player) == PlayerStatus::Paused)
+        doing = "Paused";
+    return entryText(doing, controller.launchedNumber, controller.launchedTotal,
+                     controller.launchedPath);
 }
 
 std::string controllerStatus() {
     const size_t total = controller.playlist.size();
     if (controller.player.registryChild && controller.player.pid != 0)
         return "Updating the plug-in registry";
+    if (controller.phase == ControllerPhase::Running ||
+        controller.phase == ControllerPhase::Stopping)
+        return childStatus();
+    if (controller.loading)
+        return "Reading the playlist";
     if (total == 0)
         return "No playlist";
     if (controller.phase == ControllerPhase::Failed)
         return "Failed: no video of the playlist can be started";
-    if (controller.phase == ControllerPhase::Idle) {
-        if (controller.backingOff)
-            return "Waiting " + std::to_string(controller.backoffMs / 1000) +
-                   " s: no video of the last round played";
-        return entryText(controller.request == PlaybackRequest::Stop ? "Stopped before"
-                                                                     : "Starting",
-                         controller.index);
-    }
-    // The index is already past the entry that plays.
-    const size_t current = (controller.index + total - 1) % total;
-    if (controller.phase == ControllerPhase::Stopping)
-        return entryText("Stopping", current);
-    switch (playerStatus(controller.player)) {
-    case PlayerStatus::Playing:
-        return entryText("Playing", current);
-    case PlayerStatus::Paused:
-        return entryText("Paused", current);
-    default:
-        return entryText("Starting", current);
-    }
+    if (controller.backingOff)
+        return "Waiting " + std::to_string(controller.backoffMs / 1000) +
+               " s: no video of the last round played";
+    return entryText(controller.request == PlaybackRequest::Stop ? "Stopped before" : "Starting",
+                     controller.index + 1, total, controller.playlist[controller.index]);
 }

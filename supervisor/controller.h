@@ -32,6 +32,7 @@ struct PlaybackController {
     PlaybackRequest request;
     bool requestPending; // request not yet applied to the current child
     bool loadFailed;     // no entry could be launched; cleared only by loadPlaylist
+    bool loading;        // a playlist is being read: nothing is launched, nothing has failed
     DisplaySettings display;
     Playlist playlist; // constructed before the player and destroyed after it
     uint32_t index;    // next entry to launch; below the playlist size unless it is empty
@@ -41,6 +42,10 @@ struct PlaybackController {
     uint32_t backoffMs; // the current wait between rounds; 0 when none has been needed
     uint32_t backoffStart;
     bool backingOff; // waiting for backoffMs since backoffStart before the next launch
+    // The entry of the child launched last, as it was then: a new playlist may come meanwhile.
+    std::string launchedPath;
+    size_t launchedNumber; // from 1
+    size_t launchedTotal;
     PlayerProcess player;
 };
 
@@ -54,7 +59,8 @@ void stepController();
 void setRequest(int value);
 // Takes effect at the next launch.
 void setDisplay(int32_t width, int32_t height, int32_t left, int32_t top, int32_t rotation);
-// Tells a running child to stop and empties the playlist; the child is killed at exit.
+// Tells a running child to stop, ends a playlist load and empties the playlist; the child is
+// killed at exit.
 void shutdownController();
 // Lowers the loop's time-out, if the controller has a loop yet.
 void lowerControllerTimeout(uint32_t microseconds);

@@ -1,13 +1,15 @@
 // Entry of the video service: signal regime, the single-threaded main loop, ordered shutdown.
-#include "player/player_process.h"
 #include "protocol/control_server.h"
 #include "supervisor/controller.h"
+#include "supervisor/plugin_registry.h"
 #include "supervisor/service_notify.h"
 #include "sysman/wait_set.h"
 
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <fcntl.h>
+#include <string>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -20,7 +22,8 @@ volatile sig_atomic_t shutdownRequested = 0;
 // It must never hold up the stop: a terminal whose output is suspended or a full pipe would
 // block a plain write, and O_NONBLOCK set on descriptor 0 would change it for every process
 // sharing it. So such a file gets a non-blocking descriptor of its own, a socket a send that
-// does not wait; a regular file never blocks.
+// does not wait; a regular file never blocks. Where the file cannot be opened again (another
+// user's terminal), descriptor 0 is made non-blocking for this one write only.
 void sayStopping() {
     static const char text[] = "Video sigint\n";
     struct stat info;
@@ -36,6 +39,9 @@ void sayStopping() {
         if (fd >= 0) {
             (void)!write(fd, text, sizeof text - 1);
             (void)close(fd);
+        } else if (fcntl(0, F_SETFL, access | O_NONBLOCK) == 0) {
+            (void)!write(0, text, sizeof text - 1);
+            (void)fcntl(0, F_SETFL, access);
         }
     }
 }
@@ -77,9 +83,33 @@ void openMissingStandardDescriptors() {
             (void)open("/dev/null", O_RDWR);
 }
 
+// The service takes no options; these two answer and end before anything starts. The exit
+// status for anything else, or -1 to start the service.
+int answerCommandLine(int argc, char** argv) {
+    const std::string option = argc > 1 ? argv[1] : "";
+    if (argc == 2 && option == "--help") {
+        fputs("Usage: videod [--help | --version]\n"
+              "Video playback service, controlled over its local socket with videoctl(1).\n"
+              "It takes no options and no configuration; see videod(8).\n",
+              stdout);
+        return 0;
+    }
+    if (argc == 2 && option == "--version") {
+        printf("videod %s\n", VIDEOD_VERSION);
+        return 0;
+    }
+    if (argc == 1)
+        return -1;
+    fputs("Usage: videod [--help | --version]\n", stderr);
+    return 2;
+}
+
 } // namespace
 
-int main() {
+int main(int argc, char** argv) {
+    const int answered = answerCommandLine(argc, argv);
+    if (answered >= 0)
+        return answered;
     openMissingStandardDescriptors();
     sysman::WaitSet waitSet;
     waitSet.init();
@@ -101,7 +131,8 @@ int main() {
     const bool notifying = openServiceNotify();
     notifyReady();
     // Once, before any player and outside every player's deadline; players then skip the scan.
-    (void)launchRegistryUpdate(controller.player, updatePluginRegistry);
+    choosePluginRegistry();
+    (void)launchRegistryUpdate(controller.player);
 
     while (!shutdownRequested) {
         waitSet.unblockSignal(SIGINT);
@@ -119,6 +150,9 @@ int main() {
     closeControlServer();
     shutdownController();
     closeServiceNotify();
+    // A registry update still running could write into the private registry folder.
+    destroyPlayerProcess(controller.player);
+    removeFallbackRegistry();
     waitSet.destroy();
     return 0;
 }

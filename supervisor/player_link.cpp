@@ -30,6 +30,7 @@ void initPlayerProcess(PlayerProcess& player) {
     player.reported = false;
     player.killed = false;
     player.registryChild = false;
+    player.registryStale = false;
     player.pid = 0;
     player.commandFd = -1;
     player.statusFd = -1;
@@ -44,6 +45,10 @@ static void closePipes(PlayerProcess& player) {
 
 // Returns the record to "no child"; the child must already be reaped.
 static void forgetChild(PlayerProcess& player) {
+    // Whatever the child started and left behind goes with it; its group's number stays
+    // reserved while the group has members, so this reaches no stranger.
+    if (player.pid != 0)
+        (void)kill(-player.pid, SIGKILL);
     closePipes(player);
     initPlayerProcess(player);
 }
@@ -52,15 +57,15 @@ static void forgetChild(PlayerProcess& player) {
 // never waited for.
 static void killChild(PlayerProcess& player) {
     if (!player.killed)
-        (void)kill(player.pid, SIGKILL);
+        killChildGroup(player.pid);
     player.killed = true;
     player.stopPending = false;
     player.status = PlayerStatus::Gone;
     closePipes(player);
 }
 
-// Waits for SIGCHLD rather than polling; true when the child is gone or was never ours.
-static bool reapWithin(pid_t pid, uint32_t ms) {
+// Waits for SIGCHLD rather than polling.
+bool reapWithin(pid_t pid, uint32_t ms) {
     sigset_t child, previous;
     sigemptyset(&child);
     sigaddset(&child, SIGCHLD);
@@ -88,12 +93,23 @@ static void closePipe(const int ends[2]) {
     (void)close(ends[1]);
 }
 
-// Runs first in every new child: die with the supervisor, and keep only 0, 1, 2 and the
-// descriptors whose close-on-exec flag the caller cleared.
-static void becomeChild(pid_t supervisor) {
+// The signals the supervisor handles or ignores; a child starts with their defaults.
+static constexpr int SupervisorSignals[] = {SIGPIPE, SIGINT, SIGTERM, SIGCHLD};
+
+// Runs first in every new child: die with the supervisor, lead a group of its own, take the
+// default signal regime, and keep only 0, 1, 2 and the descriptors in keep.
+static void becomeChild(pid_t supervisor, std::initializer_list<int> keep) {
     // A supervisor that died before the request was made is no longer the parent.
     if (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0 || getppid() != supervisor)
         _exit(1);
+    (void)setpgid(0, 0);
+    for (int signal : SupervisorSignals)
+        (void)::signal(signal, SIG_DFL);
+    sigset_t none;
+    sigemptyset(&none);
+    (void)sigprocmask(SIG_SETMASK, &none, nullptr);
+    for (int fd : keep)
+        (void)fcntl(fd, F_SETFD, 0);
     for (int fd = 0; fd < ChildDescriptorLimit; ++fd) {
         int flags = fcntl(fd, F_GETFD);
         if (flags >= 0 && (flags & FD_CLOEXEC) != 0)
@@ -101,18 +117,19 @@ static void becomeChild(pid_t supervisor) {
     }
 }
 
-// Runs in the new child: keep the two pipe ends, then become the player.
-[[noreturn]] static void startChild(pid_t supervisor, const int commandPipe[2],
-                                    const int statusPipe[2], const std::string& path,
-                                    const DisplaySettings& display) {
-    (void)close(commandPipe[1]);
-    (void)close(statusPipe[0]);
-    (void)fcntl(commandPipe[0], F_SETFD, 0);
-    (void)fcntl(statusPipe[1], F_SETFD, 0);
-    becomeChild(supervisor);
-    playerEntry(commandPipe[0], statusPipe[1], path.c_str(), display);
-    // An entry that returns must not go on running the supervisor's code in this process.
-    _exit(1);
+pid_t launchChild(std::initializer_list<int> keep) {
+    const pid_t supervisor = getpid();
+    const pid_t pid = fork();
+    if (pid < 0)
+        fputs("Process could not be created", stderr);
+    else if (pid == 0)
+        becomeChild(supervisor, keep);
+    return pid;
+}
+
+void killChildGroup(pid_t pid) {
+    (void)kill(-pid, SIGKILL);
+    (void)kill(pid, SIGKILL); // it may not lead its group yet, but then it has started nothing
 }
 
 bool launchPlayer(PlayerProcess& player, const std::string& path, const DisplaySettings& display) {
@@ -131,16 +148,17 @@ bool launchPlayer(PlayerProcess& player, const std::string& path, const DisplayS
         return false;
     }
 
-    const pid_t supervisor = getpid();
-    pid_t pid = fork();
+    const pid_t pid = launchChild({commandPipe[0], statusPipe[1]});
     if (pid < 0) {
-        fputs("Process could not be created", stderr);
         closePipe(statusPipe);
         closePipe(commandPipe);
         return false;
     }
-    if (pid == 0)
-        startChild(supervisor, commandPipe, statusPipe, path, display);
+    if (pid == 0) {
+        playerEntry(commandPipe[0], statusPipe[1], path.c_str(), display);
+        // An entry that returns must not go on running the supervisor's code in this process.
+        _exit(1);
+    }
 
     (void)close(commandPipe[0]);
     (void)close(statusPipe[1]);
@@ -152,18 +170,14 @@ bool launchPlayer(PlayerProcess& player, const std::string& path, const DisplayS
     return true;
 }
 
-bool launchRegistryUpdate(PlayerProcess& player, void (*entry)()) {
+bool launchRegistryUpdate(PlayerProcess& player) {
     if (player.pid != 0)
         return false;
-    const pid_t supervisor = getpid();
-    pid_t pid = fork();
-    if (pid < 0) {
-        fputs("Process could not be created", stderr);
+    const pid_t pid = launchChild({});
+    if (pid < 0)
         return false;
-    }
     if (pid == 0) {
-        becomeChild(supervisor);
-        entry();
+        registryEntry();
         _exit(1);
     }
     player.pid = pid;
@@ -253,9 +267,11 @@ void pollPlayer(PlayerProcess& player, sysman::WaitSet& waitSet) {
     if (player.statusFd >= 0)
         readReport(player);
 
-    if (player.pid != 0 && waitpid(player.pid, nullptr, WNOHANG) != 0) {
+    int ended = 0;
+    if (player.pid != 0 && waitpid(player.pid, &ended, WNOHANG) != 0) {
         // Ended, or no longer ours to wait for (ECHILD): either way there is no child now.
         forgetChild(player);
+        player.registryStale = WIFEXITED(ended) && WEXITSTATUS(ended) == ExitRegistryStale;
         return;
     }
     const uint32_t graceMs = player.registryChild ? RegistryUpdateMs : StopGraceMs;

@@ -1,6 +1,6 @@
 // The supervisor's handle on its one child: a player forked with two pipes, one-byte commands
 // and reports, the forced kill of one that outlives its stop grace period, reaping without
-// ever blocking; or the one-off plug-in registry update at start-up.
+// ever blocking; or the one-off plug-in registry update. Also the one launch path of every child.
 // Called only from the supervisor's loop thread (controller, playlist loader, process exit).
 #pragma once
 
@@ -8,6 +8,7 @@
 #include "sysman/wait_set.h"
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <sys/types.h>
 
@@ -29,6 +30,7 @@ struct PlayerProcess {
     bool reported;       // the current child has sent at least one report
     bool killed;         // sent SIGKILL; it lingers until it has gone and been reaped
     bool registryChild;  // the registry update, not a player; its stop grace is its deadline
+    bool registryStale;  // the last child reaped exited with ExitRegistryStale
     pid_t pid;           // 0 when there is no child
     int commandFd;       // write end of the command pipe; -1 when none
     int statusFd;        // read end of the status pipe; -1 when none
@@ -46,6 +48,20 @@ struct PlayerProcess {
 using PlayerEntry = void (*)(int commandFd, int statusFd, const char* path,
                              const DisplaySettings& display);
 extern PlayerEntry playerEntry;
+// What the registry update runs; the service points it at updatePluginRegistry.
+extern void (*registryEntry)();
+
+// The one way the service starts a child (player, registry update, playlist reader), like
+// fork: 0 in the child, its pid in the parent, -1 after "Process could not be created". The
+// child dies with the supervisor, starts with an empty signal mask and default dispositions,
+// leads a process group of its own and keeps only 0, 1, 2 and the descriptors in keep.
+pid_t launchChild(std::initializer_list<int> keep);
+// SIGKILL to a child launched so and to everything in its group: a plug-in scanner it started
+// must not outlive it.
+void killChildGroup(pid_t pid);
+
+// Waits at most ms for the child to end and reaps it; true when it is gone or was never ours.
+bool reapWithin(pid_t pid, uint32_t ms);
 
 void initPlayerProcess(PlayerProcess& player);
 // Kills a live child, reaps it if it goes within ExitReapMs, closes both pipes and leaves the
@@ -54,9 +70,9 @@ void destroyPlayerProcess(PlayerProcess& player);
 // Starts a player for path; false when no process or pipe could be had, or while a previous
 // child has not been reaped (see retirePlayer).
 bool launchPlayer(PlayerProcess& player, const std::string& path, const DisplaySettings& display);
-// Starts the one-off child that runs entry to bring the plug-in registry up to date; false
-// when no process could be had or another child exists.
-bool launchRegistryUpdate(PlayerProcess& player, void (*entry)());
+// Starts the one-off child that runs registryEntry to bring the plug-in registry up to date;
+// false when no process could be had or another child exists.
+bool launchRegistryUpdate(PlayerProcess& player);
 // Kills a player that has not been reaped yet (it finished, closed its pipe or was killed) and
 // lets the registry update run on; true once no child is left, so that another may start.
 bool retirePlayer(PlayerProcess& player);

@@ -1,7 +1,5 @@
-// Playlist file loader: line rules, path check and directory prefix.
+// Playlist file reading, in the reader child: line rules and path check.
 #include "supervisor/playlist.h"
-
-#include "supervisor/controller.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -83,47 +81,29 @@ static bool nextLine(PlaylistReader& reader, std::string& line) {
     }
 }
 
-static void readEntries(int fd, const std::string& prefix) {
-    PlaylistReader reader{fd};
-    std::string line;
+static void writeAll(int fd, const std::string& text) {
+    for (size_t done = 0; done < text.size();) {
+        const ssize_t wrote = write(fd, text.data() + done, text.size() - done);
+        if (wrote <= 0)
+            return;
+        done += static_cast<size_t>(wrote);
+    }
+}
+
+void writePlaylistEntries(const char* path, int fd) {
+    // Only a regular file: a FIFO or a device could feed the reader without end.
+    const int file = open(path, O_RDONLY | O_CLOEXEC);
+    struct stat info;
+    if (file < 0 || fstat(file, &info) != 0 || !S_ISREG(info.st_mode))
+        return;
+    PlaylistReader reader{file};
+    std::string line, entries;
     unsigned count = 0;
     while (count < MaxPlaylistEntries && nextLine(reader, line)) {
         if (!acceptLine(line))
             continue;
-        controller.playlist.push_back(prefix + line);
+        entries += line + '\n';
         ++count;
     }
-}
-
-bool loadPlaylist(const char* path, bool stopCurrent) {
-    // The old list goes whatever happens, and the controller acts in this very pass.
-    controller.playlist.clear();
-    controller.index = 0;
-    controller.loadFailed = false;
-    resetBackoff();
-    lowerControllerTimeout(0);
-
-    if (path == nullptr || path[0] == '\0') {
-        fputs("No file.\n", stderr);
-        return false;
-    }
-    // Non-blocking, so that opening a FIFO without a writer returns at once; it is refused
-    // below with every other file that is not a regular one.
-    int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    struct stat info;
-    if (fd >= 0 && (fstat(fd, &info) != 0 || !S_ISREG(info.st_mode))) {
-        (void)close(fd);
-        fd = -1;
-    }
-    if (fd < 0) {
-        fputs("Couldn't open playlist\n", stderr);
-        return false;
-    }
-    const char* lastSlash = strrchr(path, '/');
-    std::string prefix(path, lastSlash == nullptr ? 0 : static_cast<size_t>(lastSlash - path + 1));
-    readEntries(fd, prefix);
-    if (stopCurrent)
-        sendStop(controller.player);
-    (void)close(fd);
-    return true;
+    writeAll(fd, entries + PlaylistReadEnd);
 }

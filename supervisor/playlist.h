@@ -1,6 +1,5 @@
-// Playlist file loader: replaces the controller's playlist with the safe relative paths a
-// playlist file names, each prefixed by the file's own directory.
-// Called from request handling on the supervisor's loop thread.
+// Playlist file reading: the line rules and the path check that keep entries inside the
+// playlist's directory tree. Runs in the one-off reader child that the playlist loader starts.
 #pragma once
 
 #include <cstddef>
@@ -12,12 +11,15 @@ constexpr unsigned MaxPlaylistEntries = 100;
 constexpr size_t MaxPlaylistLine = 4096;
 // Bytes read from one playlist file at most: every entry at its longest, with CR LF.
 constexpr size_t MaxPlaylistBytes = MaxPlaylistEntries * (MaxPlaylistLine + 2);
+// Ends what the reader writes once the whole file has been read; an accepted line never holds
+// it, nor a line feed.
+constexpr char PlaylistReadEnd = '\0';
 
 // False for paths that could leave the playlist's directory tree: empty, absolute, or with
 // a "." or ".." component anywhere but as the whole path.
 bool isSafeRelativePath(const std::string& line);
 
-// Always empties the playlist and rewinds it; true when path names a regular file that could
-// be opened. Reads at most MaxPlaylistBytes of it. With stopCurrent the running child is told to
-// stop once the new list is in place.
-bool loadPlaylist(const char* path, bool stopCurrent);
+// Reads at most MaxPlaylistBytes of the regular file path and writes each accepted line,
+// without the prefix, followed by a line feed to fd, then PlaylistReadEnd. Writes nothing when
+// path is not a regular file that could be opened. May block as long as the file system does.
+void writePlaylistEntries(const char* path, int fd);

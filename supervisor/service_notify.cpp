@@ -21,12 +21,11 @@ struct ServiceNotify {
 
 ServiceNotify notify;
 
-// A lost notification only leaves systemd's view behind; the service goes on.
-void send(const std::string& text) {
-    if (notify.fd < 0)
-        return;
-    (void)sendto(notify.fd, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
-                 reinterpret_cast<const sockaddr*>(&notify.address), notify.addressLength);
+// Never waits: a notification that cannot go now only leaves systemd's view behind.
+bool send(const std::string& text) {
+    return notify.fd >= 0 &&
+           sendto(notify.fd, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
+                  reinterpret_cast<const sockaddr*>(&notify.address), notify.addressLength) >= 0;
 }
 
 } // namespace
@@ -49,14 +48,14 @@ bool openServiceNotify() {
 }
 
 void notifyReady() {
-    send("READY=1");
+    (void)send("READY=1");
 }
 
 void notifyStatus(const std::string& status) {
     if (notify.fd < 0 || status == notify.lastStatus)
         return;
-    notify.lastStatus = status;
-    send("STATUS=" + status);
+    if (send("STATUS=" + status))
+        notify.lastStatus = status;
 }
 
 void closeServiceNotify() {

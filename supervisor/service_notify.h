@@ -10,7 +10,8 @@ bool openServiceNotify();
 
 void notifyReady();
 
-// Sends "STATUS=" with status, unless it is the one sent last.
+// Sends "STATUS=" with status, unless it is the one sent last; one that could not be sent is
+// tried again at the next call.
 void notifyStatus(const std::string& status);
 
 void closeServiceNotify();

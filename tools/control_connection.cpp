@@ -3,10 +3,12 @@
 
 #include "protocol/message.h"
 
+#include <cerrno>
 #include <cstddef>
 #include <cstring>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -20,17 +22,24 @@ void ControlConnection::close() {
     fd = -1;
 }
 
-bool ControlConnection::open() {
+bool ControlConnection::open(int timeoutMs) {
     close();
     fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
     if (fd < 0)
         return false;
+    // A local socket's connect waits for room in the listen queue no longer than this.
+    const struct timeval bound = {timeoutMs / 1000, timeoutMs % 1000 * 1000};
+    (void)setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &bound, sizeof bound);
     static const char name[] = "TVorne_Video";
     struct sockaddr_un address {};
     address.sun_family = AF_UNIX;
     memcpy(address.sun_path + 1, name, sizeof name - 1);
     const socklen_t length = offsetof(struct sockaddr_un, sun_path) + 1 + sizeof name - 1;
-    return connect(fd, reinterpret_cast<struct sockaddr*>(&address), length) == 0;
+    if (connect(fd, reinterpret_cast<struct sockaddr*>(&address), length) == 0)
+        return true;
+    if (errno == EINPROGRESS)
+        errno = EAGAIN;
+    return false;
 }
 
 bool ControlConnection::send(const uint8_t* data, int32_t length) {

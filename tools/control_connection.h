@@ -11,8 +11,10 @@ class ControlConnection {
     ControlConnection& operator=(const ControlConnection&) = delete;
     ~ControlConnection();
 
-    // False when nothing listens on the socket. Opening again replaces the connection.
-    bool open();
+    // False when nothing listens on the socket, or when it is not accepted within timeoutMs
+    // (errno EAGAIN): a service that does not run its loop leaves the listen queue full. The
+    // same bound holds for each send. Opening again replaces the connection.
+    bool open(int timeoutMs = 1000);
     void close();
     bool send(const uint8_t* data, int32_t length);
     // Receives one datagram into reply; false when none arrives within the time-out.

@@ -4,6 +4,7 @@
 #include "tools/client_request.h"
 #include "tools/control_connection.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -93,8 +94,10 @@ int main(int argc, char** argv) {
     if (length < 0)
         return fail(ExitUsage, "the request does not fit in one message");
     ControlConnection connection;
-    if (!connection.open())
-        return fail(ExitNoService, "cannot reach the video service: is the service running?");
+    if (!connection.open(ReplyTimeoutMs))
+        return fail(ExitNoService, errno == EAGAIN
+                                       ? "no reply from the video service within a second"
+                                       : "cannot reach the video service: is the service running?");
     if (!connection.send(buffer, length))
         return fail(ExitNoService, "the request could not be sent: is the service running?");
     std::vector<uint8_t> reply;

@@ -15,18 +15,13 @@
 
 namespace {
 
-// A player process forked as the supervisor forks it: its mask, non-blocking pipes.
+// A player process forked as the supervisor forks it: empty mask, non-blocking pipes.
 struct Player {
     explicit Player(const char* file) {
         int commands[2], statuses[2];
         EXPECT_EQ(pipe2(commands, O_CLOEXEC | O_NONBLOCK) | pipe2(statuses, O_CLOEXEC | O_NONBLOCK),
                   0);
         if ((pid = fork()) == 0) {
-            sigset_t mask;
-            sigemptyset(&mask);
-            for (int signal : {SIGINT, SIGTERM, SIGCHLD})
-                sigaddset(&mask, signal);
-            sigprocmask(SIG_SETMASK, &mask, nullptr);
             close(commands[1]);
             close(statuses[0]);
             runPlayerProcess(commands[0], statuses[1],

@@ -11,6 +11,7 @@
 #include <sys/socket.h>
 
 PlayerEntry playerEntry = nullptr; // request handling links the controller; no child starts
+void (*registryEntry)() = nullptr;
 
 namespace {
 

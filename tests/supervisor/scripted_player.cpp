@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 PlayerEntry playerEntry = nullptr;
+void (*registryEntry)() = nullptr;
 
 static void runScript(int commandFd, int statusFd, const char* path, const DisplaySettings&) {
     const char* base = strrchr(path, '/');

@@ -1,6 +1,7 @@
 // The whole service end to end: the real binary in a private network namespace, real player
 // processes on the stand-in elements, generated clips. Which clip plays is told by the caps
 // line each player prints: the clips differ in width.
+#include "supervisor/playlist_load.h"
 #include "tests/support/service.h"
 
 #include <csignal>
@@ -35,12 +36,12 @@ class Service : public ServiceFixture {
     void expectReply(const Bytes& request, uint8_t type, uint8_t code) {
         EXPECT_EQ(ask(client, request), bareMessage(type, code));
     }
-    // Playlist entries cannot leave the playlist's directory, so it lies beside the clips.
+    void TearDown() override { unlink(list.c_str()); }
+    // Playlist entries cannot leave the playlist's directory, so it lies beside the clips. It
+    // stays there: the service's reader may open it after the reply.
     void load(const std::string& lines, bool stopCurrent = false) {
-        const std::string path = VIDEOD_BINARY_DIR "/media/list-" + std::to_string(getpid());
-        std::ofstream(path) << lines;
-        expectReply(loadPlaylistRequest(path, stopCurrent), 48, 2);
-        unlink(path.c_str());
+        std::ofstream(list) << lines;
+        expectReply(loadPlaylistRequest(list, stopCurrent), 48, 2);
     }
     // Waits for each text in turn, each after the one before; returns the last position.
     size_t expectInOrder(std::initializer_list<std::string> texts, size_t at = 0) {
@@ -54,6 +55,7 @@ class Service : public ServiceFixture {
     }
 
     ControlClient client;
+    const std::string list = VIDEOD_BINARY_DIR "/media/list-" + std::to_string(getpid());
 };
 
 // Replies to refused requests are byte-exact and change nothing; a second instance is refused;
@@ -86,22 +88,27 @@ TEST_F(Service, RefusalsAndStopSignalWhileIdle) {
     EXPECT_EQ(service.stop(SIGINT), 0);
     EXPECT_EQ(service.text(ServiceProcess::Input), "Video sigint\n");
 
-    // Started on a terminal whose output is then suspended, with 1 and 2 closed, and no plug-in
-    // registry: the registry is written at start, the standard descriptors are /dev/null (not
-    // the socket), and a stop signal still ends the service.
+    // Started by another user on root's terminal, whose output is then suspended, with 1 and 2
+    // closed, and no home for a plug-in registry: one is written in a private folder removed at
+    // exit, the standard descriptors are /dev/null (not the socket), and a stop signal still
+    // ends the service.
     const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
     ASSERT_TRUE(terminal >= 0 && grantpt(terminal) == 0 && unlockpt(terminal) == 0);
-    const std::string registry = "/tmp/videod-registry-" + std::to_string(getpid());
+    const std::string temporary = testing::TempDir() + "videod-tmp-" + std::to_string(getpid());
+    ASSERT_EQ(mkdir(temporary.c_str(), 0700) | chmod(temporary.c_str(), 0777), 0);
+    const std::string asNobody = "setpriv --reuid=nobody --regid=nogroup --clear-groups ";
     ServiceProcess bare;
-    ASSERT_TRUE(bare.start("/bin/sh", {"-c", "GST_REGISTRY=" + registry +
-                                                 " GST_PLUGIN_SYSTEM_PATH=/nonexistent"
-                                                 " GST_PLUGIN_SYSTEM_PATH_1_0=/nonexistent exec " +
-                                                 VIDEOD_BINARY_DIR "/supervisor/videod 0<>" +
-                                                 std::string(ptsname(terminal)) + " >&- 2>&-"}));
+    ASSERT_TRUE(
+        bare.start("/bin/sh", {"-c", "unset GST_REGISTRY HOME XDG_CACHE_HOME; TMPDIR=" + temporary +
+                                         " GST_PLUGIN_SYSTEM_PATH=/nonexistent"
+                                         " GST_PLUGIN_SYSTEM_PATH_1_0=/nonexistent exec " +
+                                         asNobody + VIDEOD_BINARY_DIR "/supervisor/videod 0<>" +
+                                         std::string(ptsname(terminal)) + " >&- 2>&-"}));
     ASSERT_TRUE(bare.waitUntilListening());
-    for (int i = 0; i < 6000 && access(registry.c_str(), F_OK) != 0; ++i)
+    const std::string written = "test -f " + temporary + "/videod-*/registry.bin";
+    for (int i = 0; i < 6000 && system(written.c_str()) != 0; ++i)
         usleep(10000);
-    EXPECT_EQ(unlink(registry.c_str()), 0) << "no registry written";
+    EXPECT_EQ(system(written.c_str()), 0) << "no registry written";
     for (const char* fd : {"1", "2"})
         EXPECT_EQ(
             std::filesystem::read_symlink("/proc/" + std::to_string(bare.pid()) + "/fd/" + fd),
@@ -109,6 +116,19 @@ TEST_F(Service, RefusalsAndStopSignalWhileIdle) {
     const int stopped = open(ptsname(terminal), O_RDWR | O_NOCTTY);
     ASSERT_EQ(tcflow(stopped, TCOOFF), 0);
     EXPECT_EQ(bare.stop(SIGTERM), 0) << "the stop waits for the terminal";
+    EXPECT_EQ(rmdir(temporary.c_str()), 0) << "the private registry was left behind";
+    // Run by another user while the output flows, the line comes all the same.
+    ASSERT_EQ(tcflow(stopped, TCOON), 0);
+    ServiceProcess user;
+    ASSERT_TRUE(user.start("/bin/sh",
+                           {"-c", "exec " + asNobody + VIDEOD_BINARY_DIR "/supervisor/videod 0<>" +
+                                      ptsname(terminal)}));
+    ASSERT_TRUE(user.waitUntilListening());
+    EXPECT_EQ(user.stop(SIGTERM), 0);
+    struct pollfd said = {terminal, POLLIN, 0};
+    char text[64] = {};
+    EXPECT_TRUE(poll(&said, 1, 10000) == 1 && read(terminal, text, sizeof text - 1) > 0);
+    EXPECT_STREQ(text, "Video sigint\r\n");
     close(stopped);
     close(terminal);
 }
@@ -224,6 +244,82 @@ TEST_F(Service, APlayerThatCannotDieHoldsNothingUp) {
         usleep(10000);
 }
 
+// A playlist whose open never returns (a FIFO without a writer stands for a file system that
+// stops answering): clients get replies meanwhile, the reader is killed at its deadline, the
+// next load plays, and a stop signal during a hung read ends the service and the reader.
+TEST_F(Service, APlaylistThatNeverOpensHoldsNothingUp) {
+    const std::string fifo = list + "-fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    expectReply(loadPlaylistRequest(fifo, false), 48, 2);
+    EXPECT_EQ(ask(client, request(49, {Bytes{1}}), 1000), bareMessage(49, 2));
+    EXPECT_NE(service.waitFor("Couldn't open playlist\n", 10 * PlaylistReadMs), std::string::npos);
+    load("clip-b.mp4\n");
+    expectInOrder({ClipB, "to PLAYING:"});
+    expectReply(loadPlaylistRequest(fifo, true), 48, 2);
+    usleep(200000);
+    const std::vector<pid_t> children = service.children();
+    EXPECT_EQ(children.size(), 2u) << "a player and a reader";
+    EXPECT_EQ(service.stop(SIGTERM, 1000), 0);
+    for (pid_t child : children)
+        EXPECT_NE(kill(child, 0), 0) << "a child outlived the service";
+    unlink(fifo.c_str());
+}
+
+// A plug-in scan that never ends (a scanner that hangs stands for a plug-in whose init hangs):
+// the scanner the registry update started goes with it when the service stops.
+TEST_F(Service, AHungPluginScanLeavesNoProcessBehind) {
+    EXPECT_EQ(service.stop(SIGTERM), 0);
+    const std::string base = testing::TempDir() + "scan-" + std::to_string(getpid());
+    std::ofstream(base + ".sh") << "#!/bin/sh\necho $$ >" << base << ".pid\nexec sleep 60\n";
+    ASSERT_EQ(chmod((base + ".sh").c_str(), 0700), 0);
+    ServiceProcess hung;
+    ASSERT_TRUE(hung.start(
+        "/bin/sh", {"-c", "GST_REGISTRY_FORK=yes GST_REGISTRY=" + base +
+                              ".bin GST_PLUGIN_SCANNER=" + base + ".sh GST_PLUGIN_SCANNER_1_0=" +
+                              base + ".sh exec " VIDEOD_BINARY_DIR "/supervisor/videod"}));
+    pid_t scanner = 0;
+    for (int i = 0; i < 1000 && !(std::ifstream(base + ".pid") >> scanner); ++i)
+        usleep(10000);
+    ASSERT_GT(scanner, 0) << "no plug-in scan started";
+    const int scan = static_cast<int>(syscall(SYS_pidfd_open, scanner, 0)); // readable at its end
+    ASSERT_GE(scan, 0);
+    EXPECT_EQ(hung.stop(SIGTERM, 1000), 0);
+    struct pollfd exited = {scan, POLLIN, 0};
+    EXPECT_EQ(poll(&exited, 1, 1000), 1) << "the scanner outlived the service";
+    if (exited.revents == 0)
+        kill(scanner, SIGKILL);
+    close(scan);
+    for (const char* suffix : {".sh", ".pid", ".bin"})
+        unlink((base + suffix).c_str());
+}
+
+// Another GStreamer program rewrites the service's registry without the stand-ins: the next
+// player cannot create its elements, the service updates the registry and plays again.
+TEST_F(Service, ARegistryRewrittenByAnotherProgramIsUpdatedAgain) {
+    EXPECT_EQ(service.stop(SIGTERM), 0);
+    const std::string registry = testing::TempDir() + "registry-" + std::to_string(getpid());
+    std::filesystem::copy_file(getenv("GST_REGISTRY"), registry);
+    ServiceProcess own;
+    ASSERT_TRUE(own.start("/bin/sh", {"-c", "GST_REGISTRY=" + registry +
+                                                " exec " VIDEOD_BINARY_DIR "/supervisor/videod"}));
+    ASSERT_TRUE(own.waitUntilListening() && client.open());
+    std::ofstream(list) << "clip-a.mp4\nclip-b.mp4\n";
+    EXPECT_EQ(ask(client, loadPlaylistRequest(list, false)), bareMessage(48, 2));
+    EXPECT_EQ(ask(client, request(49, {Bytes{1}})), bareMessage(49, 2));
+    size_t at = own.waitFor("to PLAYING:", PlayTimeoutMs);
+    // The tests' registry writer exits 1 when it finds no stand-in.
+    ASSERT_EQ(runProgram("/bin/sh", {"-c", "env -u GST_PLUGIN_PATH GST_REGISTRY=" + registry +
+                                               " " VIDEOD_BINARY_DIR "/tests/gst_registry_warmup"})
+                  .first,
+              1);
+    for (const std::string& text :
+         {"Pipeline elements could not be created." + std::string(),
+          "Plug-in registry " + registry + " lacks", "to PLAYING:" + std::string()})
+        EXPECT_NE(at = own.waitFor(text, 3 * PlayTimeoutMs, at), std::string::npos) << own.text();
+    EXPECT_EQ(own.stop(SIGTERM), 0);
+    unlink(registry.c_str());
+}
+
 TEST_F(Service, AHungPlayerDiesWithAServiceKilledOutright) {
     load("clip-a.mp4\n");
     expectInOrder({"to PAUSED:"});
@@ -317,13 +413,7 @@ TEST_F(ServiceLines, EachOnItsStreamByteForByte) {
 class NotifiedService : public Service {
   protected:
     void SetUp() override {
-        path = testing::TempDir() + "notify-" + std::to_string(getpid());
-        struct sockaddr_un address {};
-        address.sun_family = AF_UNIX;
-        path.copy(address.sun_path, sizeof address.sun_path - 1);
-        unlink(path.c_str());
-        notify = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        ASSERT_EQ(bind(notify, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        ASSERT_TRUE(bindNotify());
         setenv("NOTIFY_SOCKET", path.c_str(), 1);
         Service::SetUp();
         unsetenv("NOTIFY_SOCKET");
@@ -331,6 +421,14 @@ class NotifiedService : public Service {
     void TearDown() override {
         close(notify);
         unlink(path.c_str());
+    }
+    bool bindNotify() {
+        struct sockaddr_un address {};
+        address.sun_family = AF_UNIX;
+        path.copy(address.sun_path, sizeof address.sun_path - 1);
+        unlink(path.c_str());
+        notify = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        return bind(notify, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
     }
     // The next datagram; empty after ten times a clip's start.
     std::string next() {
@@ -341,7 +439,7 @@ class NotifiedService : public Service {
         return std::string(text, got > 0 ? size_t(got) : 0);
     }
 
-    std::string path;
+    std::string path = testing::TempDir() + "notify-" + std::to_string(getpid());
     int notify = -1;
 };
 
@@ -366,6 +464,20 @@ TEST_F(NotifiedService, SaysReadyThenWhatItPlays) {
     EXPECT_EQ(seen, wanted);
     for (size_t i = 1; i < said.size(); ++i)
         EXPECT_NE(said[i], said[i - 1]) << "sent twice";
+
+    // A new playlist while the clip plays: it is still the one named until the next starts.
+    load("missing.mp4\n");
+    std::string line;
+    while ((line = next()).find("missing") == std::string::npos && !line.empty())
+        EXPECT_NE(line.find("clip-b.mp4"), std::string::npos) << line;
+    EXPECT_EQ(line, "STATUS=Starting video 1 of 1: " + clips + "missing.mp4");
+    // A status that could not be sent goes at the next pass once systemd listens again.
+    close(notify);
+    expectReply(request(49, {Bytes{0}}), 49, 2);
+    usleep(500000);
+    ASSERT_TRUE(bindNotify());
+    EXPECT_FALSE(ask(client, request(16, {})).empty());
+    EXPECT_EQ(next().rfind("STATUS=Stop", 0), 0u);
 }
 
 } // namespace
