@@ -59,7 +59,6 @@ TEST(Playlist, LoadTakesTheSafeLinesWithTheFilesDirectory) {
     ASSERT_EQ(load(dir + "/list"), "");
     ASSERT_EQ(controller.playlist.size(), MaxPlaylistEntries);
     EXPECT_EQ(controller.playlist.back(), dir + "/v99");
-    EXPECT_EQ(load(dir + "/none"), "Couldn't open playlist\n");
     EXPECT_EQ(load("/dev/zero"), "Couldn't open playlist\n");
 
     // A huge file without a line feed is read no further than the limit.
