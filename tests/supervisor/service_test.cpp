@@ -362,6 +362,9 @@ TEST_F(ServiceLines, EachOnItsStreamByteForByte) {
     // The first pass of the loop, which finds no playlist, may come after the socket accepts.
     service.waitFor("Could not load any videos \n", PlayTimeoutMs, 0, ServiceProcess::Errors);
     expectReply(loadPlaylistRequest("/nowhere/list", false), 48, 2);
+    // A reader child tries the file; the next load would replace it before it says so.
+    service.waitFor("Couldn't open playlist\nCould not load any videos \n", PlayTimeoutMs, 0,
+                    ServiceProcess::Errors);
     expectReply(request(49, {Bytes{1}}), 49, 2);
     load("missing.mp4\nclip-c.mp4\nclip-444.mp4\nclip-two-video.mp4\n");
     const auto pad = [](char number) {
