@@ -7,6 +7,7 @@
 
 #include <wels/codec_api.h>
 
+#include <algorithm>
 #include <cstring>
 #include <mutex>
 #include <vector>
@@ -24,7 +25,17 @@ struct Decoding {
     gint rateNumerator = 0;
     gint rateDenominator = 1;
     GstClockTime duration = GST_CLOCK_TIME_NONE; // of the last access unit
+    std::vector<GstBuffer*> waiting;             // decoded, not yet in display order
+    ~Decoding() {
+        for (GstBuffer* picture : waiting)
+            gst_buffer_unref(picture);
+    }
 };
+
+// libopenh264 puts out some pictures of a B-frame pyramid (x264's default) ahead of their
+// turn, so decoded pictures wait here and the earliest goes on once more than this many wait:
+// as many as an H.264 decoder may hold for reordering.
+constexpr size_t ReorderDepth = 16;
 
 struct BoardsimVpuDec {
     GstElement parent;
@@ -147,10 +158,23 @@ GstBuffer* copyPicture(const SBufferInfo& info, unsigned char* const planes[3]) 
 // holds a push until it plays.
 using Pictures = std::vector<GstBuffer*>;
 
+// Moves the earliest waiting pictures to pictures until at most keep wait.
+void release(Decoding& decoding, size_t keep, Pictures& pictures) {
+    std::vector<GstBuffer*>& waiting = decoding.waiting;
+    while (waiting.size() > keep) {
+        const auto earliest =
+            std::min_element(waiting.begin(), waiting.end(), [](GstBuffer* a, GstBuffer* b) {
+                return GST_BUFFER_TIMESTAMP(a) < GST_BUFFER_TIMESTAMP(b);
+            });
+        pictures.push_back(*earliest);
+        waiting.erase(earliest);
+    }
+}
+
 // Adds the picture that info describes, if it holds one, stamped with the time its access
-// unit went in with.
+// unit went in with, to those waiting for their turn.
 GstFlowReturn takePicture(BoardsimVpuDec* dec, const SBufferInfo& info,
-                          unsigned char* const planes[3], Pictures& pictures) {
+                          unsigned char* const planes[3]) {
     Decoding& decoding = *dec->decoding;
     if (info.iBufferStatus != 1)
         return GST_FLOW_OK;
@@ -163,7 +187,7 @@ GstFlowReturn takePicture(BoardsimVpuDec* dec, const SBufferInfo& info,
         return GST_FLOW_ERROR;
     GST_BUFFER_TIMESTAMP(output) = info.uiOutYuvTimeStamp;
     GST_BUFFER_DURATION(output) = decoding.duration;
-    pictures.push_back(output);
+    decoding.waiting.push_back(output);
     return GST_FLOW_OK;
 }
 
@@ -207,33 +231,38 @@ GstFlowReturn chain(GstElement* element, GstBuffer* input) {
     info.uiInBsTimeStamp = timestamp;
     (void)decoding.decoder->DecodeFrameNoDelay(decoding.unit.data(), int(decoding.unit.size()),
                                                planes, &info);
+    const GstFlowReturn taken = takePicture(dec, info, planes);
     Pictures pictures;
-    const GstFlowReturn taken = takePicture(dec, info, planes, pictures);
+    release(decoding, ReorderDepth, pictures);
     GstPad* source = dec->srcPad;
     hold.unlock();
     const GstFlowReturn pushed = pushPictures(source, pictures);
     return taken != GST_FLOW_OK ? taken : pushed;
 }
 
-// The pictures the decoder holds back for reordering: sent on at the end of the stream,
-// dropped when a flush ends.
+// The pictures the decoder holds back and those waiting for their turn: sent on at the end of
+// the stream, dropped when a flush ends.
 void drain(GstElement* element, bool send) {
     BoardsimVpuDec* dec = self(element);
     std::unique_lock<std::mutex> hold(stateLock);
     ISVCDecoder* decoder = dec->decoding->decoder;
     int held = 0;
-    if (!decoder ||
-        decoder->GetOption(DECODER_OPTION_NUM_OF_FRAMES_REMAINING_IN_BUFFER, &held) != 0)
-        return;
-    Pictures pictures;
+    if (decoder)
+        (void)decoder->GetOption(DECODER_OPTION_NUM_OF_FRAMES_REMAINING_IN_BUFFER, &held);
     for (; held > 0; --held) {
         unsigned char* planes[3] = {};
         SBufferInfo info{};
         (void)decoder->FlushFrame(planes, &info);
         if (info.iBufferStatus != 1)
             break;
-        if (send)
-            (void)takePicture(dec, info, planes, pictures);
+        (void)takePicture(dec, info, planes);
+    }
+    Pictures pictures;
+    release(*dec->decoding, 0, pictures);
+    if (!send) {
+        for (GstBuffer* picture : pictures)
+            gst_buffer_unref(picture);
+        pictures.clear();
     }
     GstPad* source = dec->srcPad;
     hold.unlock();
